@@ -1,0 +1,213 @@
+#include "declarations.h"
+
+#include <fstream>
+#include <set>
+#include <sstream>
+
+#include "lexer.h"
+#include "values.h"
+#include "frame/renderer.h"
+
+namespace tavo::host {
+
+std::size_t Type::size() const {
+  switch (kind) {
+    case Kind::Vector: return sizeof(miVector);
+    case Kind::Color: return sizeof(miColor);
+    case Kind::Transform: return sizeof(miMatrix);
+    case Kind::Struct: {
+      std::size_t end = 0;
+      for (const Field &f : fields) end = f.offset + f.type.size();
+      return end;
+    }
+    case Kind::Array: return kArrayStorageOffset + element->size();
+    default: return 4;
+  }
+}
+
+std::string Type::name() const {
+  switch (kind) {
+    case Kind::Boolean: return "boolean";
+    case Kind::Integer: return "integer";
+    case Kind::Scalar: return "scalar";
+    case Kind::Vector: return "vector";
+    case Kind::Color: return "color";
+    case Kind::Transform: return "transform";
+    case Kind::Tag: return tag_kind;
+    case Kind::Struct: return "struct";
+    case Kind::Array: return "array " + element->name();
+  }
+  return "?";
+}
+
+const Field *ShaderDeclaration::parameter(std::string_view wanted) const {
+  for (const Field &f : parameters.fields)
+    if (f.name == wanted) return &f;
+  return nullptr;
+}
+
+void lay_out(Type &record) {
+  std::size_t offset = 0;
+  for (Field &f : record.fields) {
+    f.offset = offset;  // every renderer type is a multiple of 4 bytes and 4-byte aligned
+    offset += f.type.size();
+  }
+}
+
+namespace {
+
+const std::set<std::string> kTagWords = {"shader", "material", "lightmap", "light", "data",
+                                         "string", "geometry", "texture"};
+
+class DeclarationParser {
+ public:
+  DeclarationParser(std::string_view text, const std::string &file) : lex_(text, file) {}
+
+  std::vector<ShaderDeclaration> parse() {
+    std::vector<ShaderDeclaration> result;
+    std::set<std::string> names;
+    while (lex_.peek().kind != Token::Kind::End) {
+      const int line = lex_.peek().line;
+      ShaderDeclaration decl = declaration();
+      if (!names.insert(decl.name).second)
+        lex_.fail(line, "shader \"" + decl.name + "\" is declared twice");
+      result.push_back(std::move(decl));
+    }
+    return result;
+  }
+
+ private:
+  ShaderDeclaration declaration() {
+    if (!lex_.at_word("declare")) lex_.fail_expected("'declare'");
+    ShaderDeclaration decl;
+    decl.file = lex_.file();
+    decl.line = lex_.next().line;
+    lex_.expect_word("shader");
+    decl.result = type(/*in_result=*/true);
+    if (decl.result.kind == Kind::Array) lex_.fail(decl.line, "a shader cannot return an array");
+    decl.name = lex_.expect_string("the shader's name in quotes");
+    lex_.expect_punct('(');
+    decl.parameters.kind = Kind::Struct;
+    fields(decl.parameters, ')', /*allow_defaults=*/true, /*allow_arrays=*/true);
+    for (;;) {
+      if (lex_.accept_word("version")) {
+        decl.version = parse_integer(lex_.expect_number("a version number"));
+      } else if (lex_.accept_word("apply")) {
+        while (lex_.peek().kind == Token::Kind::Word && !lex_.at_word("end") && !lex_.at_word("version"))
+          lex_.next();
+      } else {
+        break;
+      }
+    }
+    lex_.expect_word("end");
+    lex_.expect_word("declare");
+    return decl;
+  }
+
+  // type := simple | tag | "color texture" | struct { fields } | array type
+  Type type(bool in_result, bool *body_after_name = nullptr) {
+    Type t;
+    const Token &tok = lex_.peek();
+    if (tok.kind != Token::Kind::Word) lex_.fail_expected("a type");
+    const std::string word = lex_.next().text;
+    if (word == "boolean") t.kind = Kind::Boolean;
+    else if (word == "integer") t.kind = Kind::Integer;
+    else if (word == "scalar") {
+      t.kind = Kind::Scalar;
+      if (lex_.accept_word("texture")) { t.kind = Kind::Tag; t.tag_kind = "scalar texture"; }
+    } else if (word == "vector") {
+      t.kind = Kind::Vector;
+      if (lex_.accept_word("texture")) { t.kind = Kind::Tag; t.tag_kind = "vector texture"; }
+    } else if (word == "color" || word == "colour") {
+      t.kind = Kind::Color;
+      if (lex_.accept_word("texture")) { t.kind = Kind::Tag; t.tag_kind = "color texture"; }
+    } else if (word == "transform") t.kind = Kind::Transform;
+    else if (kTagWords.count(word)) { t.kind = Kind::Tag; t.tag_kind = word; }
+    else if (word == "struct") {
+      // A result struct has its fields right away; a struct parameter names
+      // itself first, `struct "name" { ... }`, and its fields follow the name.
+      t.kind = Kind::Struct;
+      if (lex_.accept_punct('{')) fields(t, '}', /*allow_defaults=*/!in_result, /*allow_arrays=*/false);
+      else if (body_after_name) *body_after_name = true;
+      else lex_.fail_expected("'{'");
+    } else if (word == "array") {
+      if (in_result) lex_.fail(tok.line, "a result cannot hold an array");
+      t.kind = Kind::Array;
+      Type element = type(false, body_after_name);
+      if (element.kind == Kind::Array) lex_.fail(tok.line, "arrays of arrays are not supported");
+      t.element = std::make_shared<const Type>(std::move(element));
+    } else {
+      lex_.fail(tok.line, "expected a type, found '" + word + "'");
+    }
+    return t;
+  }
+
+  void fields(Type &record, char close, bool allow_defaults, bool allow_arrays) {
+    std::set<std::string> names;
+    if (!lex_.accept_punct(close)) {
+      do {
+        Field f;
+        const int line = lex_.peek().line;
+        bool body_after_name = false;
+        f.type = type(!allow_defaults, &body_after_name);
+        if (f.type.kind == Kind::Array && !allow_arrays)
+          lex_.fail(line, "arrays are allowed only as parameters, not inside a struct");
+        f.name = lex_.expect_string("a field name in quotes");
+        if (body_after_name) {
+          Type body;
+          body.kind = Kind::Struct;
+          lex_.expect_punct('{');
+          fields(body, '}', allow_defaults, /*allow_arrays=*/false);
+          if (f.type.kind == Kind::Array) f.type.element = std::make_shared<const Type>(std::move(body));
+          else f.type = std::move(body);
+        }
+        if (!names.insert(f.name).second) lex_.fail(line, "field \"" + f.name + "\" appears twice");
+        if (lex_.at_word("default")) {
+          if (!allow_defaults || !f.type.is_scalar_like())
+            lex_.fail(lex_.peek().line, "no default is allowed for \"" + f.name + "\"");
+          lex_.next();
+          default_value(f);
+        }
+        record.fields.push_back(std::move(f));
+      } while (lex_.accept_punct(','));
+      lex_.expect_punct(close);
+    }
+    lay_out(record);
+  }
+
+  void default_value(Field &f) {
+    const int line = lex_.peek().line;
+    std::size_t max_words = 1;
+    if (f.type.kind == Kind::Vector) max_words = 3;
+    if (f.type.kind == Kind::Color) max_words = 4;
+    if (f.type.kind == Kind::Transform) max_words = 16;
+    while (f.default_words.size() < max_words &&
+           (lex_.peek().kind == Token::Kind::Number || lex_.at_word("on") || lex_.at_word("off") ||
+            lex_.at_word("true") || lex_.at_word("false") || lex_.at_word("nan") || lex_.at_word("inf")))
+      f.default_words.push_back(lex_.next().text);
+    std::byte scratch[sizeof(miMatrix)];
+    try {
+      encode_value(f.type, f.default_words, scratch);
+    } catch (const Error &e) {
+      lex_.fail(line, std::string("default of \"") + f.name + "\": " + e.what());
+    }
+  }
+
+  Lexer lex_;
+};
+
+}  // namespace
+
+std::vector<ShaderDeclaration> parse_declarations(std::string_view text, const std::string &file) {
+  return DeclarationParser(text, file).parse();
+}
+
+std::vector<ShaderDeclaration> read_declarations(const std::string &path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw Error(path + ": cannot open the declarations file");
+  std::ostringstream buffer;
+  buffer << in.rdbuf();
+  return parse_declarations(buffer.str(), path);
+}
+
+}  // namespace tavo::host

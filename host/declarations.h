@@ -1,0 +1,68 @@
+// Shader declarations as the renderer reads them from a declarations file, and
+// the parameter-block layout that follows from them.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tavo::host {
+
+// Every failure the host reports to its user: already phrased for a person,
+// naming the file and line, the word, or the thing that was expected.
+class Error : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+enum class Kind { Boolean, Integer, Scalar, Vector, Color, Transform, Tag, Struct, Array };
+
+struct Field;
+
+struct Type {
+  Kind kind = Kind::Integer;
+  std::string tag_kind;                 // for tags: "shader", "color texture", "material", ...
+  std::vector<Field> fields;            // for structs, with their offsets inside the struct
+  std::shared_ptr<const Type> element;  // for arrays
+
+  // Bytes the type occupies in a parameter block or result. An array occupies
+  // its index field, its count field and the storage of one element inline;
+  // further elements are appended after the block.
+  std::size_t size() const;
+  std::string name() const;  // as written in a declaration: "color texture", "array vector", "struct"
+  bool is_scalar_like() const { return kind != Kind::Struct && kind != Kind::Array; }
+};
+
+struct Field {
+  std::string name;
+  Type type;
+  std::size_t offset = 0;        // bytes from the start of the enclosing block or struct
+  std::vector<std::string> default_words;  // the default as written, empty when none
+};
+
+struct ShaderDeclaration {
+  std::string name;
+  Type result;
+  Type parameters;  // a struct: the parameter record
+  int version = 0;
+  std::string file;
+  int line = 0;
+
+  const Field *parameter(std::string_view name) const;
+};
+
+// Offset of an array's element storage relative to the array field.
+inline constexpr std::size_t kArrayStorageOffset = 8;
+
+// Lays out a struct's fields one after the other; every type is 4-byte aligned.
+void lay_out(Type &record);
+
+// Parses a declarations file. Malformed input raises Error with "file:line: expected ...".
+std::vector<ShaderDeclaration> parse_declarations(std::string_view text, const std::string &file);
+std::vector<ShaderDeclaration> read_declarations(const std::string &path);
+
+}  // namespace tavo::host

@@ -1,0 +1,51 @@
+// Tokens of the renderer's scene-description language: words, quoted strings,
+// numbers and punctuation, with '#' comments to the end of the line.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "declarations.h"
+
+namespace tavo::host {
+
+struct Token {
+  enum class Kind { Word, String, Number, Punct, End } kind = Kind::End;
+  std::string text;
+  int line = 0;
+};
+
+class Lexer {
+ public:
+  Lexer(std::string_view text, std::string file) : text_(text), file_(std::move(file)) { advance(); }
+
+  const Token &peek() const { return current_; }
+  Token next();
+
+  bool at_word(std::string_view word) const;
+  bool at_punct(char c) const;
+  bool accept_word(std::string_view word);
+  bool accept_punct(char c);
+
+  void expect_word(std::string_view word);
+  void expect_punct(char c);
+  std::string expect_string(std::string_view what);
+  std::string expect_number(std::string_view what);
+
+  // Raises Error "file:line: expected <what>, found <current token>".
+  [[noreturn]] void fail_expected(std::string_view what) const;
+  [[noreturn]] void fail(int line, const std::string &message) const;
+  const std::string &file() const { return file_; }
+
+ private:
+  void advance();
+  std::string_view text_;
+  std::size_t pos_ = 0;
+  int line_ = 1;
+  std::string file_;
+  Token current_;
+};
+
+std::string describe(const Token &token);
+
+}  // namespace tavo::host

@@ -1,0 +1,126 @@
+// The declarations parser: layouts the host hands the library, and the errors
+// a malformed file gets.
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "declarations.h"
+
+namespace tavo::host {
+namespace {
+
+std::string error_of(const std::string &text) {
+  try {
+    parse_declarations(text, "shaders.mi");
+  } catch (const Error &e) {
+    return e.what();
+  }
+  return "no error";
+}
+
+TEST(Declarations, LaysOutParametersFieldAfterField) {
+  const auto decls = parse_declarations(R"(
+    declare shader color "mix" (
+        boolean "on",            # 0
+        color "tint" default 1 0 0,   # 4
+        vector "dir",            # 20
+        shader "map",            # 32
+        array struct "layers" { scalar "w", color "c" },  # 36: index, 40: count, 44: one element
+        color texture "tex",     # 64
+        transform "m",           # 68
+        integer "last"           # 132
+    ) version 1 end declare)",
+                                        "a.mi");
+  ASSERT_EQ(decls.size(), 1u);
+  const ShaderDeclaration &d = decls[0];
+  std::vector<std::size_t> offsets;
+  for (const Field &f : d.parameters.fields) offsets.push_back(f.offset);
+  EXPECT_EQ(offsets, (std::vector<std::size_t>{0, 4, 20, 32, 36, 64, 68, 132}));
+  EXPECT_EQ(d.parameters.size(), 136u);
+  const Field *layers = d.parameter("layers");
+  ASSERT_NE(layers, nullptr);
+  EXPECT_EQ(layers->type.kind, Kind::Array);
+  EXPECT_EQ(layers->type.element->size(), 20u);
+  EXPECT_EQ(layers->type.element->fields[1].offset, 4u);
+  EXPECT_EQ(d.parameter("tex")->type.name(), "color texture");
+  EXPECT_EQ(d.parameter("tint")->default_words, (std::vector<std::string>{"1", "0", "0"}));
+  EXPECT_EQ(d.result.kind, Kind::Color);
+  EXPECT_EQ(d.version, 1);
+}
+
+TEST(Declarations, StructResultsKeepTheirFieldOrder) {
+  const auto decls = parse_declarations(
+      R"(declare shader struct { color "a", scalar "b", integer "c" } "s" () version 1 end declare)", "a.mi");
+  const Type &r = decls[0].result;
+  ASSERT_EQ(r.fields.size(), 3u);
+  EXPECT_EQ(r.fields[2].name, "c");
+  EXPECT_EQ(r.fields[2].offset, 20u);
+  EXPECT_EQ(r.size(), 24u);
+  EXPECT_TRUE(decls[0].parameters.fields.empty());
+}
+
+TEST(Declarations, MalformedFilesNameFileLineAndWhatWasExpected) {
+  struct Case {
+    const char *text;
+    const char *error;
+  } cases[] = {
+      {"declare shader scalar \"a\" (\n scalar \"x\"\n", "shaders.mi:3: expected ')', found end of file"},
+      {"declare shader scalar a ( ) end declare", "shaders.mi:1: expected the shader's name in quotes, found 'a'"},
+      {"declare shader\nfloat \"a\" () end declare", "shaders.mi:2: expected a type, found 'float'"},
+      {"shader \"a\"", "shaders.mi:1: expected 'declare', found 'shader'"},
+      {"declare shader scalar \"a\" (scalar \"x\" default one) end declare",
+       "shaders.mi:1: default of \"x\": expected one scalar"},
+      {"declare shader scalar \"a\" (color \"x\" default 1 2) end declare",
+       "shaders.mi:1: default of \"x\": expected a colour: r,g,b or r,g,b,a"},
+      {"declare shader scalar \"a\" (scalar \"x\", integer \"x\") end declare",
+       "shaders.mi:1: field \"x\" appears twice"},
+      {"declare shader scalar \"a\" () end declare\n\ndeclare shader scalar \"a\" () end declare",
+       "shaders.mi:3: shader \"a\" is declared twice"},
+      {"declare shader array scalar \"a\" () end declare", "shaders.mi:1: a result cannot hold an array"},
+      {"declare shader scalar \"a\" (array array scalar \"x\") end declare",
+       "shaders.mi:1: arrays of arrays are not supported"},
+      {"declare shader scalar \"a\" (struct \"s\" { array scalar \"x\" }) end declare",
+       "shaders.mi:1: arrays are allowed only as parameters, not inside a struct"},
+      {"declare shader scalar \"a\n\" () end declare", "shaders.mi:1: unterminated string"},
+      {"declare shader scalar \"a\" () version end declare",
+       "shaders.mi:1: expected a version number, found 'end'"},
+  };
+  for (const Case &c : cases) EXPECT_EQ(error_of(c.text), c.error) << c.text;
+}
+
+TEST(Declarations, AMissingFileIsNamed) {
+  try {
+    read_declarations("/nonexistent/x.mi");
+    FAIL() << "no error";
+  } catch (const Error &e) {
+    EXPECT_STREQ(e.what(), "/nonexistent/x.mi: cannot open the declarations file");
+  }
+}
+
+// The shipped declarations: the 35 shaders of the library, each version 1.
+TEST(Declarations, TheLibraryDeclaresItsThirtyFiveShaders) {
+  const auto decls = read_declarations(TAVO_DECLARATIONS);
+  std::set<std::string> names;
+  for (const ShaderDeclaration &d : decls) {
+    names.insert(d.name);
+    EXPECT_EQ(d.version, 1) << d.name;
+  }
+  EXPECT_EQ(decls.size(), 35u);
+  const std::set<std::string> expected = {
+      "tavo_core_glossy_sampler", "tavo_area_shadow_samples", "tavo_Shd_Ceramic_spider",
+      "tavo_Shd_Concrete_spider", "tavo_Shd_Fabric_spider", "tavo_Shd_Glazing_spider",
+      "tavo_Shd_Hardwood_spider", "tavo_Shd_MasonryCMU_spider", "tavo_Shd_Metal_spider",
+      "tavo_Shd_MetallicPaint_spider", "tavo_Shd_PlasticVinyl_spider", "tavo_Shd_SolidGlass_spider",
+      "tavo_Shd_SSS_spider", "tavo_Shd_Stone_spider", "tavo_Shd_WallPaint_spider", "tavo_Shd_Water_spider",
+      "tavo_Shd_Mirror_spider", "tavo_Utility_TexLookup", "tavo_Utility_BumpLookup",
+      "tavo_Utility_ColorCorrection", "tavo_Utility_MultiMixer", "tavo_Utility_LightmapSwitcher",
+      "tavo_Utility_bool_to_int", "tavo_Utility_color_to_bool", "tavo_Utility_scale_zero_up",
+      "tavo_blurred_reflection_multiplier", "tavo_blurred_refraction_multiplier",
+      "tavo_aspect_ratio_height_per_width", "tavo_aspect_ratio_width_per_height", "tavo_decal",
+      "tavo_environment", "to_bw", "tavo_scale_meters_to_internal", "tavo_scale_meters_to_internal_inverse",
+      "tavo_scale_internal_to_meters"};
+  EXPECT_EQ(names, expected);
+}
+
+}  // namespace
+}  // namespace tavo::host

@@ -1,0 +1,56 @@
+// Tests run the library the way a renderer does: through the reference host,
+// which loads tavoshaders.so with dlopen and declares its shaders from the
+// declarations file beside it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "renderer_core.h"
+
+namespace tavo::test {
+
+using host::Assignment;
+using host::Renderer;
+
+inline Assignment value(std::string path, std::vector<std::string> words) {
+  return {std::move(path), std::move(words), 0, {}};
+}
+inline Assignment link(std::string path, miTag source, std::string field = {}) {
+  return {std::move(path), {}, source, std::move(field)};
+}
+
+class HostTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    Renderer::get().reset();
+    Renderer::get().load_library(TAVO_LIBRARY, TAVO_DECLARATIONS);
+  }
+  void TearDown() override { Renderer::get().reset(); }
+
+  static Renderer &renderer() { return Renderer::get(); }
+
+  static SceneData scene_with_unit_scale(float unit_scale) {
+    SceneData scene = Renderer::default_scene();
+    scene.unit_scale = unit_scale;
+    return scene;
+  }
+
+  // Creates an instance and runs its whole life cycle with one eye-ray call;
+  // returns the result reinterpreted as T.
+  template <typename T>
+  static T eval(const std::string &shader, const std::vector<Assignment> &assignments,
+                std::vector<int> rays = {miRAY_EYE}) {
+    const miTag tag = renderer().create_instance(shader, assignments);
+    const auto calls = renderer().run(tag, rays);
+    T out;
+    std::memcpy(&out, calls.front().result.data(), sizeof out);
+    return out;
+  }
+};
+
+}  // namespace tavo::test

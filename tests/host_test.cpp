@@ -1,0 +1,244 @@
+// The reference host as the library sees it: parameter blocks and their
+// connections, array storage, the init protocol, the exit variants and the
+// allocator's bookkeeping. Driven through a small shader library of the
+// tests' own, built on the library's frame.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "host_fixture.h"
+
+namespace tavo::test {
+namespace {
+
+struct Source {
+  miScalar s;
+  miColor c;
+  miInteger i;
+};
+
+struct ArrayResult {
+  miScalar sum;
+  miInteger count;
+  miInteger ids;
+  miColor tint;
+  miScalar tail;
+};
+
+class HostCore : public HostTest {
+ protected:
+  void SetUp() override {
+    HostTest::SetUp();
+    renderer().load_library(TAVO_TEST_SHADERS, TAVO_TEST_DECLARATIONS);
+  }
+};
+
+TEST_F(HostCore, DefaultsAndLiteralsFillTheParameterBlock) {
+  const auto none = eval<Source>("test_source", {});
+  EXPECT_EQ(none.s, 0.25f);
+  EXPECT_EQ(none.c.g, 0.2f);
+  EXPECT_EQ(none.c.a, 1.0f);  // three components given: opaque
+  EXPECT_EQ(none.i, 7);
+  const auto given = eval<Source>("test_source", {value("s", {"-1.5"}), value("c", {"1", "2", "3", "4"}),
+                                                   value("i", {"-3"})});
+  EXPECT_EQ(given.s, -1.5f);
+  EXPECT_EQ(given.c.a, 4.0f);
+  EXPECT_EQ(given.i, -3);
+}
+
+TEST_F(HostCore, ParametersWithoutConnectionsHaveNoGhostOffset) {
+  const miTag tag = renderer().create_instance("test_source", {value("s", {"2"})});
+  EXPECT_EQ(renderer().instance(tag)->function.ghost_offs, 0);
+}
+
+TEST_F(HostCore, ConnectedParametersAreReadThroughTheRenderer) {
+  const miTag source = renderer().create_instance("test_source", {value("s", {"0.5"}), value("i", {"11"})});
+  // a whole result, and single fields of a struct result
+  const miTag whole = renderer().create_instance("test_arrays", {link("tail", source, "s"), link("bias", source, "i")});
+  const miTag sink = renderer().create_instance("test_source", {link("c", source, "c"), link("s", whole, "tail")});
+  EXPECT_NE(renderer().instance(sink)->function.ghost_offs, 0);
+  const auto calls = renderer().run(sink, {miRAY_EYE});
+  Source out;
+  std::memcpy(&out, calls[0].result.data(), sizeof out);
+  EXPECT_EQ(out.s, 0.5f);      // source.s -> whole.tail -> sink.s
+  EXPECT_EQ(out.c.b, 0.3f);    // the source's default colour
+  EXPECT_EQ(out.i, 7);         // not connected: its own default
+}
+
+TEST_F(HostCore, ConnectionsAreTypeChecked) {
+  const miTag source = renderer().create_instance("test_source", {});
+  EXPECT_THROW(renderer().create_instance("test_source", {link("s", source, "c")}), host::Error);
+  EXPECT_THROW(renderer().create_instance("test_source", {link("s", source, "nope")}), host::Error);
+  EXPECT_THROW(renderer().create_instance("test_source", {link("s", 999)}), host::Error);
+}
+
+TEST_F(HostCore, ArrayElementsLieAtIndexPlusK) {
+  const auto r = eval<ArrayResult>("test_arrays", {value("values[0]", {"1"}), value("values[2]", {"4"}),
+                                                   value("values[1]", {"2"}), value("items[0].id", {"3"}),
+                                                   value("items[1].tint", {"1", "1", "1", "1"}),
+                                                   value("bias", {"100"})});
+  EXPECT_EQ(r.sum, 7.0f);
+  EXPECT_EQ(r.count, 103);
+  EXPECT_EQ(r.ids, 31);  // item 1 keeps its declared default id
+  EXPECT_EQ(r.tint.r, 1.5f);
+  EXPECT_EQ(r.tail, 9.0f);  // the field after the arrays is not overwritten by their storage
+}
+
+TEST_F(HostCore, ArrayHeadersCountTheElementsGiven) {
+  const miTag tag = renderer().create_instance("test_arrays", {value("items[3].id", {"1"})});
+  const host::Instance &inst = *renderer().instance(tag);
+  const host::Field *items = inst.shader->decl.parameter("items");
+  miInteger header[2];
+  std::memcpy(header, reinterpret_cast<const std::byte *>(inst.storage.data()) + items->offset, sizeof header);
+  EXPECT_EQ(header[1], 4);
+  const std::size_t element = items->type.element->size();
+  const std::size_t start = items->offset + host::kArrayStorageOffset + header[0] * element;
+  EXPECT_GE(start, inst.shader->decl.parameters.size());  // appended after the block
+  EXPECT_LE(start + 4 * element, inst.block_size);
+  const auto empty = eval<ArrayResult>("test_arrays", {});
+  EXPECT_EQ(empty.sum, 0.0f);
+  EXPECT_EQ(empty.ids, 0);
+}
+
+TEST_F(HostCore, BadAssignmentsAreRejectedWithTheirName) {
+  const std::pair<std::vector<Assignment>, const char *> cases[] = {
+      {{value("nope", {"1"})}, "unknown parameter 'nope' of test_source"},
+      {{value("s", {"x"})}, "parameter 's' of test_source: expected a decimal number, found 'x'"},
+      {{value("c", {"1", "2"})}, "parameter 'c' of test_source: expected a colour: r,g,b or r,g,b,a"},
+      {{value("i", {"1.5"})}, "parameter 'i' of test_source: expected a decimal integer, found '1.5'"},
+      {{value("s[0]", {"1"})}, "parameter 's[0]' of test_source: 's' is not an array"},
+  };
+  for (const auto &[assignments, error] : cases) {
+    try {
+      renderer().create_instance("test_source", assignments);
+      ADD_FAILURE() << "accepted " << assignments[0].path;
+    } catch (const host::Error &e) {
+      EXPECT_STREQ(e.what(), error);
+    }
+  }
+  EXPECT_THROW(renderer().create_instance("test_arrays", {value("values", {"1"})}), host::Error);
+  EXPECT_THROW(renderer().create_instance("test_arrays", {value("items[0]", {"1"})}), host::Error);
+}
+
+// --- init protocol and exit variants
+
+struct ExitCase {
+  const char *shader;
+  bool slot_cleared;
+};
+
+TEST_F(HostCore, EachExitVariantReleasesTheRecord) {
+  for (const ExitCase c : {ExitCase{"test_exit_plain", false}, ExitCase{"test_exit_clearing", true},
+                           ExitCase{"test_exit_full", true}}) {
+    renderer().reset();
+    renderer().load_library(TAVO_TEST_SHADERS, TAVO_TEST_DECLARATIONS);
+    const miTag a = renderer().create_instance(c.shader, {value("value", {"5"})});
+    const miTag b = renderer().create_instance(c.shader, {value("value", {"6"})});
+    host::ShadingState s;
+    renderer().init_instance(a, s.state);
+    renderer().init_instance(b, s.state);
+    EXPECT_EQ(renderer().held_bytes(a), sizeof(miInteger)) << c.shader;
+    miInteger result = 0;
+    EXPECT_TRUE(renderer().call(b, &result, s.state));
+    EXPECT_EQ(result, 6);  // each instance has a record of its own
+    void *record = renderer().instance(a)->user_pointer;
+    renderer().exit_instance(a, s.state);
+    EXPECT_EQ(renderer().held_bytes(a), 0u) << c.shader;
+    EXPECT_EQ(renderer().held_bytes(b), sizeof(miInteger)) << c.shader;
+    EXPECT_EQ(renderer().instance(a)->user_pointer, c.slot_cleared ? nullptr : record) << c.shader;
+    renderer().exit_instance(b, s.state);
+    renderer().exit_shaders(s.state);  // the shader-level exit releases nothing
+    EXPECT_EQ(renderer().held_bytes(), 0u) << c.shader;
+    EXPECT_EQ(renderer().releases().size(), 2u) << c.shader;
+    EXPECT_TRUE(renderer().messages().empty()) << c.shader;
+  }
+}
+
+TEST_F(HostCore, FullExitReleasesThreadLocalsLastFirstThenTheRecord) {
+  const miTag tag = renderer().create_instance("test_exit_full", {});
+  host::ShadingState s;
+  renderer().init_instance(tag, s.state);
+  void *record = renderer().instance(tag)->user_pointer;
+  void *first = renderer().allocate("thread", 1, 8);
+  void *third = renderer().allocate("thread", 3, 8);
+  void *fourth = renderer().allocate("thread", 4, 8);
+  renderer().instance(tag)->thread_locals = {first, nullptr, third, fourth, nullptr};
+  renderer().exit_instance(tag, s.state);
+  const auto released = renderer().releases();
+  ASSERT_EQ(released.size(), 4u);
+  EXPECT_EQ(released[0].block, fourth);
+  EXPECT_EQ(released[1].block, third);
+  EXPECT_EQ(released[2].block, first);
+  EXPECT_EQ(released[3].block, record);
+  EXPECT_EQ(released[3].file, "test_exit_full");
+  EXPECT_EQ(renderer().held_bytes(), 0u);
+  EXPECT_EQ(renderer().instance(tag)->user_pointer, nullptr);
+}
+
+TEST_F(HostCore, ShaderLevelInitRunsOncePerShaderInstanceInitOncePerInstance) {
+  const miTag a = renderer().create_instance("test_exit_plain", {value("value", {"1"})});
+  const miTag b = renderer().create_instance("test_exit_plain", {value("value", {"2"})});
+  const host::Function *fn = renderer().function("test_exit_plain");
+  EXPECT_FALSE(fn->shader_initialized);
+  host::ShadingState s;
+  renderer().init_instance(a, s.state);
+  EXPECT_TRUE(fn->shader_initialized);
+  EXPECT_TRUE(fn->instance_init_requested);
+  renderer().init_instance(b, s.state);
+  renderer().init_instance(b, s.state);  // already initialised: no second record
+  EXPECT_EQ(renderer().held_bytes(), 2 * sizeof(miInteger));
+  renderer().exit_instance(a, s.state);
+  renderer().exit_instance(b, s.state);
+  renderer().exit_shaders(s.state);
+  EXPECT_FALSE(fn->shader_initialized);
+}
+
+TEST_F(HostCore, AllocatorReportsWhatIsHeldAndStrayReleases) {
+  void *block = renderer().allocate("file", 10, 24);
+  EXPECT_EQ(renderer().held_bytes(), 24u);
+  unsigned char bytes[24];
+  std::memcpy(bytes, block, sizeof bytes);
+  EXPECT_NE(bytes[0], 0);  // never handed out cleared
+  int stack_value = 0;
+  renderer().release("file", 11, &stack_value);
+  const auto messages = renderer().messages();
+  ASSERT_EQ(messages.size(), 1u);
+  EXPECT_EQ(messages[0].level, "error");
+  EXPECT_EQ(messages[0].text, "mi_mem_int_release: file:11 releases a block that is not allocated");
+  renderer().release("file", 12, block);
+  renderer().release("file", 13, nullptr);
+  EXPECT_EQ(renderer().held_bytes(), 0u);
+  EXPECT_EQ(renderer().messages().size(), 1u);
+}
+
+TEST_F(HostCore, MessagesAreKeptInOrder) {
+  mi_warning("first %d", 1);
+  mi_error("second %s", "two");
+  const auto messages = renderer().messages();
+  ASSERT_EQ(messages.size(), 2u);
+  EXPECT_EQ(messages[0].level, "warning");
+  EXPECT_EQ(messages[0].text, "first 1");
+  EXPECT_EQ(messages[1].level, "error");
+  EXPECT_EQ(messages[1].text, "second two");
+}
+
+TEST_F(HostCore, SceneRecordIsConfigurableOrAbsent) {
+  EXPECT_EQ(GetSceneData(nullptr)->unit_scale, 1.0f);
+  EXPECT_EQ(GetSceneData(nullptr)->scene_flag, 0);
+  renderer().set_scene(scene_with_unit_scale(0.5f));
+  EXPECT_EQ(GetSceneData(nullptr)->unit_scale, 0.5f);
+  renderer().clear_scene();
+  EXPECT_EQ(GetSceneData(nullptr), nullptr);
+}
+
+TEST_F(HostCore, CallMaterialShadesWithAnInstance) {
+  const miTag source = renderer().create_instance("test_source", {value("s", {"3"})});
+  host::ShadingState s;
+  Source out{};
+  EXPECT_TRUE(CallMaterial(reinterpret_cast<miColor *>(&out), &s.state, source, 0));
+  EXPECT_EQ(out.s, 3.0f);
+  EXPECT_FALSE(CallMaterial(reinterpret_cast<miColor *>(&out), &s.state, 12345, 0));
+}
+
+}  // namespace
+}  // namespace tavo::test

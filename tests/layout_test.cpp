@@ -1,0 +1,64 @@
+// Every shader the library exports reads its parameters and writes its result
+// exactly where the declarations file says they are.
+#include <gtest/gtest.h>
+
+#include <dlfcn.h>
+
+#include <map>
+#include <set>
+
+#include "declarations.h"
+#include "layout_registry.h"
+
+namespace tavo::test {
+namespace {
+
+using host::Kind;
+using host::Type;
+
+void expect_same(const RecordLayout &record, const Type &declared) {
+  SCOPED_TRACE(record.shader + (record.which == RecordLayout::Parameters ? " parameters" : " result"));
+  EXPECT_EQ(record.size, declared.size());
+  if (declared.kind != Kind::Struct) {
+    EXPECT_TRUE(record.fields.empty());
+    return;
+  }
+  ASSERT_EQ(record.fields.size(), declared.fields.size());
+  for (std::size_t i = 0; i < declared.fields.size(); ++i) {
+    EXPECT_EQ(record.fields[i].name, declared.fields[i].name);
+    EXPECT_EQ(record.fields[i].offset, declared.fields[i].offset) << declared.fields[i].name;
+  }
+}
+
+TEST(Layout, EveryExportedShaderMatchesItsDeclaration) {
+  const auto decls = host::read_declarations(TAVO_DECLARATIONS);
+  std::map<std::string, const host::ShaderDeclaration *> by_name;
+  for (const auto &d : decls) by_name[d.name] = &d;
+
+  std::set<std::string> parameters_checked;
+  for (const RecordLayout &record : layout_registry()) {
+    const auto it = by_name.find(record.shader);
+    ASSERT_NE(it, by_name.end()) << record.shader << " is not declared";
+    expect_same(record, record.which == RecordLayout::Parameters ? it->second->parameters : it->second->result);
+    if (record.which == RecordLayout::Parameters) parameters_checked.insert(record.shader);
+  }
+
+  void *lib = dlopen(TAVO_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(lib, nullptr) << dlerror();
+  int exported = 0;
+  for (const auto &d : decls) {
+    if (!dlsym(lib, d.name.c_str())) continue;
+    ++exported;
+    EXPECT_TRUE(parameters_checked.count(d.name)) << d.name << " is exported but its records are not checked";
+    const auto version = reinterpret_cast<int (*)()>(dlsym(lib, (d.name + "_version").c_str()));
+    ASSERT_NE(version, nullptr) << d.name;
+    EXPECT_EQ(version(), 1) << d.name;
+    // one version function for every shader
+    EXPECT_EQ(reinterpret_cast<void *>(version), dlsym(lib, "tavo_scale_meters_to_internal_version"));
+  }
+  EXPECT_GE(exported, 3);
+  dlclose(lib);
+}
+
+}  // namespace
+}  // namespace tavo::test

@@ -1,0 +1,179 @@
+// tavo: the command-line face of the reference host. `tavo list` shows what
+// the shader library declares; `tavo eval` runs one shader's whole life cycle
+// in the host and prints what it produced as JSON.
+#include <CLI/CLI.hpp>
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "renderer_core.h"
+#include "report.h"
+#include "values.h"
+
+namespace fs = std::filesystem;
+using namespace tavo::host;
+
+namespace {
+
+// A mistake in what the user typed: exit status 2.
+struct UsageError : Error {
+  using Error::Error;
+};
+
+fs::path default_library() {
+  if (const char *env = std::getenv("TAVO_LIBRARY")) return env;
+  std::error_code ec;
+  const fs::path exe = fs::read_symlink("/proc/self/exe", ec);
+  return exe.parent_path().parent_path() / "lib" / "tavoshaders.so";
+}
+
+void load(const fs::path &library) {
+  fs::path declarations = library;
+  declarations.replace_extension(".mi");
+  Renderer::get().load_library(library.string(), declarations.string());
+}
+
+int ray_code(const std::string &word) {
+  static const std::map<std::string, int> names = {
+      {"eye", miRAY_EYE},         {"transparent", miRAY_TRANSPARENT}, {"reflection", miRAY_REFLECT},
+      {"refraction", miRAY_REFRACT}, {"light", miRAY_LIGHT},         {"shadow", miRAY_SHADOW},
+      {"environment", miRAY_ENVIRONMENT}};
+  if (const auto it = names.find(word); it != names.end()) return it->second;
+  try {
+    return parse_integer(word);
+  } catch (const Error &) {
+    throw UsageError("unknown ray type '" + word + "' (eye, shadow, reflection, refraction or an integer code)");
+  }
+}
+
+std::pair<std::string, std::string> split_assignment(const std::string &text, const char *what) {
+  const std::size_t eq = text.find('=');
+  if (eq == std::string::npos || eq == 0)
+    throw UsageError(std::string("expected ") + what + "=VALUE, found '" + text + "'");
+  return {text.substr(0, eq), text.substr(eq + 1)};
+}
+
+SceneData scene_record(const std::vector<std::string> &fields) {
+  SceneData scene = Renderer::default_scene();
+  for (const std::string &text : fields) {
+    const auto [name, value] = split_assignment(text, "FIELD");
+    try {
+      if (name == "scene_flag") scene.scene_flag = parse_integer(value);
+      else if (name == "passthrough_value") scene.passthrough_value = parse_integer(value);
+      else if (name == "unit_scale") scene.unit_scale = parse_scalar(value);
+      else if (name == "blurred_reflection_multiplier") scene.blurred_reflection_multiplier = parse_scalar(value);
+      else if (name == "blurred_refraction_multiplier") scene.blurred_refraction_multiplier = parse_scalar(value);
+      else if (name == "area_shadow_samples") scene.area_shadow_samples = parse_integer(value);
+      else throw UsageError("unknown scene field '" + name + "'");
+    } catch (const UsageError &) {
+      throw;
+    } catch (const Error &e) {
+      throw UsageError("scene field '" + name + "': " + e.what());
+    }
+  }
+  return scene;
+}
+
+struct EvalOptions {
+  std::string shader;
+  std::vector<std::string> assignments;
+  std::vector<std::string> scene;
+  bool no_scene = false;
+  std::vector<std::string> rays;
+};
+
+int run_eval(const EvalOptions &options) {
+  Renderer &renderer = Renderer::get();
+  const Function *fn = renderer.function(options.shader);
+  if (!fn) throw UsageError("unknown shader '" + options.shader + "'");
+
+  std::vector<Assignment> assignments;
+  for (const std::string &text : options.assignments) {
+    const auto [name, value] = split_assignment(text, "NAME");
+    assignments.push_back({name, split_words(value, ','), 0, {}});
+  }
+  if (options.no_scene && !options.scene.empty()) throw UsageError("--no-scene and --scene exclude each other");
+  if (options.no_scene) renderer.clear_scene();
+  else renderer.set_scene(scene_record(options.scene));
+  std::vector<int> rays;
+  for (const std::string &word : options.rays) rays.push_back(ray_code(word));
+  if (rays.empty()) rays.push_back(miRAY_EYE);
+
+  miTag tag = 0;
+  try {
+    tag = renderer.create_instance(options.shader, assignments);
+  } catch (const Error &e) {
+    if (!fn->main) throw;  // declared but not exported: not the user's typing
+    throw UsageError(e.what());
+  }
+  const std::vector<CallResult> calls = renderer.run(tag, rays);
+
+  std::string out = "{\n  \"shader\": " + json_string(options.shader) + ",\n  \"calls\": [\n";
+  for (std::size_t i = 0; i < calls.size(); ++i) {
+    const CallResult &c = calls[i];
+    out += "    {\"ray\": " + std::to_string(c.ray) + ", \"returned\": " + (c.returned ? "true" : "false") +
+           ", \"result\": " + json_value(fn->decl.result, reinterpret_cast<const std::byte *>(c.result.data())) +
+           "}" + (i + 1 < calls.size() ? ",\n" : "\n");
+  }
+  out += "  ],\n  \"messages\": [";
+  const std::vector<Message> messages = renderer.messages();
+  for (std::size_t i = 0; i < messages.size(); ++i)
+    out += std::string(i ? ", " : "") + "{\"level\": " + json_string(messages[i].level) +
+           ", \"text\": " + json_string(messages[i].text) + "}";
+  out += "],\n  \"leaked_bytes\": " + std::to_string(renderer.held_bytes()) + "\n}\n";
+  std::fputs(out.c_str(), stdout);
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  CLI::App app{"tavo: run the tavoshaders library in the reference host"};
+  app.require_subcommand(1);
+  std::string library;
+  app.add_option("--library", library, "the shader library (its declarations beside it, .mi)");
+
+  bool list_json = false;
+  CLI::App *list = app.add_subcommand("list", "list every declared shader with its parameters and result");
+  list->add_flag("--json", list_json, "print JSON");
+
+  EvalOptions eval;
+  CLI::App *ev = app.add_subcommand("eval", "run one shader's life cycle and print its results as JSON");
+  ev->add_option("SHADER", eval.shader, "an exported shader name")->required();
+  ev->add_option("NAME=VALUE", eval.assignments, "parameters by their declared names");
+  ev->add_option("--scene", eval.scene, "a scene record field, FIELD=VALUE (repeatable)");
+  ev->add_flag("--no-scene", eval.no_scene, "the host has no scene record");
+  ev->add_option("--ray", eval.rays, "one evaluation per ray type: eye, shadow, reflection, refraction or a code");
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp &e) {
+    return app.exit(e);
+  } catch (const CLI::ParseError &e) {
+    std::fprintf(stderr, "tavo: %s\n", e.what());
+    return 2;
+  }
+
+  try {
+    load(library.empty() ? default_library() : fs::path(library));
+    if (list->parsed()) {
+      const auto functions = Renderer::get().functions();
+      std::fputs((list_json ? declarations_json(functions) : declarations_text(functions)).c_str(), stdout);
+      return 0;
+    }
+    return run_eval(eval);
+  } catch (const UsageError &e) {
+    std::fprintf(stderr, "tavo: %s\n", e.what());
+    return 2;
+  } catch (const Error &e) {
+    std::fprintf(stderr, "tavo: %s\n", e.what());
+    return 1;
+  }
+}
