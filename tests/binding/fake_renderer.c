@@ -1,0 +1,214 @@
+/* Stand-in renderer module: recording bodies for the names the binding tests
+ * call through tavoshaders.so. See fake_renderer.h. */
+#include "fake_renderer.h"
+
+#include <stdarg.h>
+#include <stdio.h>
+#include <string.h>
+
+#ifndef FAKE_RENDERER_ID
+#error "build with FAKE_RENDERER_ID set to 1 or 2"
+#endif
+
+#define FAKE_EXPORT __attribute__((visibility("default")))
+#define FAKE_STR2(x) #x
+#define FAKE_STR(x) FAKE_STR2(x)
+
+static FakeRecord record = {.id = FAKE_RENDERER_ID};
+
+FAKE_EXPORT FakeRecord *fake_renderer_record(void)
+{
+    return &record;
+}
+
+FAKE_EXPORT void fake_renderer_reset(void)
+{
+    memset(&record, 0, sizeof record);
+    record.id = FAKE_RENDERER_ID;
+}
+
+/* ---- variadic renderer functions ------------------------------------------ */
+
+/* Reads its fifth argument only for the codes that carry one, as the renderer does. */
+FAKE_EXPORT miBoolean mi_query(int code, miState *state, miTag tag, void *result, ...)
+{
+    if (code == 142)
+        return 100 + code; /* records nothing: safe to ask from several threads at once */
+    ++record.calls;
+    record.query_code = code;
+    record.query_state = state;
+    record.query_tag = tag;
+    record.query_result = result;
+    record.query_extra_kind = 0;
+    va_list ap;
+    va_start(ap, result);
+    if (code == 15) {
+        record.query_extra_kind = 1;
+        record.query_extra_int = va_arg(ap, int);
+    } else if (code == 127) {
+        record.query_extra_kind = 2;
+        record.query_extra_ptr = va_arg(ap, void *);
+    }
+    va_end(ap);
+    if (code == 51)
+        *(void ***)result = (void **)&record.query_extra_ptr;
+    return 100 + code; /* any value: the test checks that it comes back unchanged */
+}
+
+FAKE_EXPORT void *mi_scene_create(miTag *tag, int type, ...)
+{
+    ++record.calls;
+    record.scene_tag = tag;
+    record.scene_type = type;
+    record.scene_ptr = NULL;
+    record.scene_int_count = 0;
+    va_list ap;
+    va_start(ap, type);
+    if (type == 51) {
+        for (int k = 0; k < 3; ++k)
+            record.scene_ints[record.scene_int_count++] = va_arg(ap, int);
+        record.scene_ptr = va_arg(ap, void *);
+    } else {
+        if (type == 40)
+            record.scene_ptr = va_arg(ap, void *);
+        for (int k = 0; k < 8; ++k)
+            record.scene_ints[record.scene_int_count++] = va_arg(ap, int);
+    }
+    va_end(ap);
+    return &record.scene_type;
+}
+
+static void record_message(const char *entry, int number, const char *format, va_list ap)
+{
+    ++record.calls;
+    snprintf(record.message_entry, sizeof record.message_entry, "%s", entry);
+    record.message_number = number;
+    snprintf(record.message_format, sizeof record.message_format, "%s", format);
+    vsnprintf(record.message_printed, sizeof record.message_printed, format, ap);
+}
+
+#define FAKE_MESSAGE(name)                                                                         \
+    FAKE_EXPORT void name(const char *format, ...)                                                 \
+    {                                                                                              \
+        va_list ap;                                                                                \
+        va_start(ap, format);                                                                      \
+        record_message(#name, FAKE_NO_NUMBER, format, ap);                                         \
+        va_end(ap);                                                                                \
+    }
+
+#define FAKE_NUMBERED_MESSAGE(name)                                                                \
+    FAKE_EXPORT void name(int number, const char *format, ...)                                     \
+    {                                                                                              \
+        va_list ap;                                                                                \
+        va_start(ap, format);                                                                      \
+        record_message(#name, number, format, ap);                                                 \
+        va_end(ap);                                                                                \
+    }
+
+FAKE_MESSAGE(mi_fatal)
+FAKE_MESSAGE(mi_error)
+FAKE_MESSAGE(mi_warning)
+FAKE_MESSAGE(mi_info)
+FAKE_MESSAGE(mi_progress)
+FAKE_MESSAGE(mi_debug)
+FAKE_MESSAGE(mi_vdebug)
+FAKE_NUMBERED_MESSAGE(mi_nfatal)
+FAKE_NUMBERED_MESSAGE(mi_nerror)
+FAKE_NUMBERED_MESSAGE(mi_nwarning)
+
+/* ---- generic entries -------------------------------------------------------- */
+
+FAKE_EXPORT miScalar mi_spline(miScalar t, int n, miScalar *control)
+{
+    ++record.calls;
+    record.spline_t = t;
+    record.spline_n = n;
+    record.spline_control = control;
+    return t * (miScalar)n + control[n - 1];
+}
+
+/* Six integer registers and eight vector registers full, two of each kind on
+ * the stack, a double return. */
+FAKE_EXPORT double mi_geomo_blend_surfaces(long l0, int i0, long l1, int i1, long l2, int i2,
+                                           long l3, int i3, double d0, float f0, double d1,
+                                           float f1, double d2, float f2, double d3, float f3,
+                                           double d4, float f4)
+{
+    ++record.calls;
+    const long l[4] = {l0, l1, l2, l3};
+    const int i[4] = {i0, i1, i2, i3};
+    const double d[5] = {d0, d1, d2, d3, d4};
+    const float f[5] = {f0, f1, f2, f3, f4};
+    memcpy(record.wide_l, l, sizeof l);
+    memcpy(record.wide_i, i, sizeof i);
+    memcpy(record.wide_d, d, sizeof d);
+    memcpy(record.wide_f, f, sizeof f);
+    return d4 * 2.0 + f4;
+}
+
+/* A 16-byte record comes back in rax:rdx. */
+FAKE_EXPORT FakePair mi_geomo_free_curves(long a, long b)
+{
+    ++record.calls;
+    FakePair p = {b, a};
+    return p;
+}
+
+/* Two doubles come back in xmm0:xmm1. */
+FAKE_EXPORT FakeDoublePair mi_geomo_homogenize_curves(double a, double b)
+{
+    ++record.calls;
+    FakeDoublePair p = {b, a};
+    return p;
+}
+
+/* A variadic callee: %al must still be the caller's vector register count. The
+ * entry stub notes %rax and %rsp exactly as they arrive, then runs the body. */
+__attribute__((visibility("hidden"))) long fake_variadic_rax;
+__attribute__((visibility("hidden"))) unsigned long fake_variadic_rsp;
+
+__attribute__((visibility("hidden"), used)) double fake_echo_scene_body(int n, ...)
+{
+    ++record.calls;
+    record.variadic_rax = fake_variadic_rax;
+    record.variadic_rsp = fake_variadic_rsp;
+    va_list ap;
+    va_start(ap, n);
+    double sum = 0.0;
+    for (int k = 0; k < n; ++k)
+        sum = sum * 10.0 + va_arg(ap, double);
+    va_end(ap);
+    return sum;
+}
+
+FAKE_EXPORT __attribute__((naked)) double mi_echo_scene(__attribute__((unused)) int n, ...)
+{
+    __asm__("movq %rax, fake_variadic_rax(%rip)\n\t"
+            "movq %rsp, fake_variadic_rsp(%rip)\n\t"
+            "jmp fake_echo_scene_body\n\t");
+}
+
+/* Pure functions, safe to call from several threads at once. */
+FAKE_EXPORT const char *mi_raylib_version(void)
+{
+    return "fake renderer " FAKE_STR(FAKE_RENDERER_ID);
+}
+
+FAKE_EXPORT miScalar mi_noise_1d(miScalar x)
+{
+    return x * 0.5f + (miScalar)FAKE_RENDERER_ID;
+}
+
+/* An entry that the library keeps out of its export table resolves all the same. */
+FAKE_EXPORT int mi_get_subverbosity(void)
+{
+    return 70 + FAKE_RENDERER_ID;
+}
+
+#if FAKE_RENDERER_ID == 2
+/* Only the second module has this one. */
+FAKE_EXPORT int mi_par_nthreads(void)
+{
+    return 42;
+}
+#endif

@@ -1,0 +1,66 @@
+/* A stand-in renderer module for the binding tests. The same source is built
+ * twice (FAKE_RENDERER_ID 1 and 2); each build exports a few renderer names
+ * with recording bodies and fake_renderer_record(), through which the tests
+ * read what arrived. Entries forward without knowing signatures, so some names
+ * get deliberately wide signatures here to exercise every argument path. */
+#ifndef TAVO_TESTS_FAKE_RENDERER_H
+#define TAVO_TESTS_FAKE_RENDERER_H
+
+#include "frame/renderer.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+enum { FAKE_TEXT_SIZE = 4096, FAKE_NO_NUMBER = -999999 };
+
+typedef struct FakePair { long first, second; } FakePair;
+typedef struct FakeDoublePair { double first, second; } FakeDoublePair;
+
+typedef struct FakeRecord {
+    int id;                 /* FAKE_RENDERER_ID of this build */
+    int calls;              /* calls into any recording function */
+
+    /* mi_query */
+    int query_code;
+    miState *query_state;
+    miTag query_tag;
+    void *query_result;
+    int query_extra_kind;   /* 0: none read, 1: int read, 2: pointer read */
+    int query_extra_int;
+    void *query_extra_ptr;
+
+    /* mi_scene_create */
+    miTag *scene_tag;
+    int scene_type;
+    void *scene_ptr;
+    int scene_ints[8];
+    int scene_int_count;
+
+    /* mi_spline */
+    miScalar spline_t;
+    int spline_n;
+    miScalar *spline_control;
+
+    /* the wide entry: 8 integer and 10 floating-point arguments */
+    long wide_l[4];
+    int wide_i[4];
+    double wide_d[5];
+    float wide_f[5];
+
+    /* the variadic generic entry: %rax and %rsp as the callee found them */
+    long variadic_rax;
+    unsigned long variadic_rsp;
+
+    /* messages */
+    char message_entry[64];      /* the renderer function that was called */
+    int message_number;          /* FAKE_NO_NUMBER for unnumbered messages */
+    char message_format[FAKE_TEXT_SIZE];  /* the format argument as received */
+    char message_printed[FAKE_TEXT_SIZE]; /* what a printf-like renderer prints from it */
+} FakeRecord;
+
+#ifdef __cplusplus
+} /* extern "C" */
+#endif
+
+#endif
