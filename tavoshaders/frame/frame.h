@@ -41,6 +41,14 @@ inline T eval(miState *state, T *parameter) {
   return *mi_eval(state, parameter);
 }
 
+// Element `index` of an array parameter, counted from the array's inline
+// storage: the renderer appends the elements after the parameter block, so
+// the index runs past the one element the record declares.
+template <typename T>
+inline T *array_element(T *storage, miInteger index) {
+  return storage + index;
+}
+
 // The shader-level init (parameter record NULL) only asks the renderer for
 // instance-level inits. Returns true when this was that call.
 inline bool shader_level_init(const void *paras, miBoolean *init_req) {

@@ -181,12 +181,16 @@ __attribute__((visibility("hidden"), used)) double fake_echo_scene_body(int n, .
     return sum;
 }
 
-FAKE_EXPORT __attribute__((naked)) double mi_echo_scene(__attribute__((unused)) int n, ...)
-{
-    __asm__("movq %rax, fake_variadic_rax(%rip)\n\t"
-            "movq %rsp, fake_variadic_rsp(%rip)\n\t"
-            "jmp fake_echo_scene_body\n\t");
-}
+/* Written as plain assembly, not as a naked C function: at -O0 the compiler
+ * still spills a naked function's arguments through the caller's %rbp. */
+__asm__(".text\n\t"
+        ".globl mi_echo_scene\n\t"
+        ".type mi_echo_scene, @function\n"
+        "mi_echo_scene:\n\t"
+        "movq %rax, fake_variadic_rax(%rip)\n\t"
+        "movq %rsp, fake_variadic_rsp(%rip)\n\t"
+        "jmp fake_echo_scene_body\n\t"
+        ".size mi_echo_scene, . - mi_echo_scene\n\t");
 
 /* Pure functions, safe to call from several threads at once. */
 FAKE_EXPORT const char *mi_raylib_version(void)
