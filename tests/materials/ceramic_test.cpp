@@ -1,0 +1,186 @@
+// The ceramic converter: its preset table, the bump switch, unit-scaled
+// lengths, the scene's pass-through value and the two colours derived in
+// hue/saturation/value space.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+
+#include "layout_registry.h"
+#include "materials/converter_fixture.h"
+#include "materials/tavo_Shd_Ceramic_spider.h"
+
+namespace tavo::test {
+namespace {
+
+using ceramic::Params;
+using ceramic::Ready;
+
+TAVO_LAYOUT("tavo_Shd_Ceramic_spider", Parameters, Params, TAVO_FIELD(Params, type), TAVO_FIELD(Params, finish),
+            TAVO_FIELD(Params, custom_map_on), TAVO_FIELD(Params, custom_map), TAVO_FIELD(Params, map_mode_on),
+            TAVO_FIELD(Params, bump_height_mm), TAVO_FIELD(Params, color));
+TAVO_LAYOUT("tavo_Shd_Ceramic_spider", Result, Ready, TAVO_FIELD(Ready, roughness), TAVO_FIELD(Ready, reflectivity),
+            TAVO_FIELD(Ready, glossiness), TAVO_FIELD(Ready, reflection_curve), TAVO_FIELD(Ready, texture_scale),
+            TAVO_FIELD(Ready, pattern_scale_u), TAVO_FIELD(Ready, pattern_scale_v), TAVO_FIELD(Ready, custom_map),
+            TAVO_FIELD(Ready, map_mode), TAVO_FIELD(Ready, bump_height), TAVO_FIELD(Ready, bump_vector_x),
+            TAVO_FIELD(Ready, bump_vector_y), TAVO_FIELD(Ready, bump_vector_z), TAVO_FIELD(Ready, scene_value),
+            TAVO_FIELD(Ready, bump_on), TAVO_FIELD(Ready, tint_color), TAVO_FIELD(Ready, deep_color));
+
+constexpr const char *kShader = "tavo_Shd_Ceramic_spider";
+
+using Ceramic = ConverterTest;
+
+struct PresetCase {
+  const char *type;
+  const char *finish;
+  const char *bump_mm;
+  float roughness, reflectivity, glossiness, reflection_curve;
+  miInteger bump_on;
+};
+
+TEST_F(Ceramic, TypeAndFinishSelectAPresetRow) {
+  const PresetCase cases[] = {
+      {"0", "0", "0", 0.0f, 0.9f, 0.85f, 5.0f, 0},
+      {"0", "1", "0", 0.1f, 0.6f, 0.5f, 5.0f, 0},
+      {"0", "2", "2", 0.35f, 0.4f, 0.325f, 5.0f, 0},  // type 0 never bumps
+      {"1", "0", "2", 0.0f, 0.375f, 0.9f, 5.0f, 1},
+      {"1", "1", "0.5", 0.1f, 0.325f, 0.4f, 3.0f, 1},
+      {"1", "2", "0", 0.2f, 0.3f, 0.25f, 2.0f, 0},
+      {"1", "2", "-0", 0.2f, 0.3f, 0.25f, 2.0f, 0},   // -0 compares equal to 0
+      {"1", "2", "-1", 0.2f, 0.3f, 0.25f, 2.0f, 1},
+      // unlisted values select nothing: zeros, the default curve; type 1 still bumps
+      {"1", "3", "2", 0.0f, 0.0f, 0.0f, 5.0f, 1},
+      {"1", "-1", "2", 0.0f, 0.0f, 0.0f, 5.0f, 1},
+      {"0", "-2147483648", "2", 0.0f, 0.0f, 0.0f, 5.0f, 0},
+      {"2", "0", "2", 0.0f, 0.0f, 0.0f, 5.0f, 0},
+      {"-1", "1", "2", 0.0f, 0.0f, 0.0f, 5.0f, 0},
+  };
+  for (const PresetCase &c : cases) {
+    SCOPED_TRACE(std::string("type ") + c.type + " finish " + c.finish + " bump " + c.bump_mm);
+    const Ready r = run<Ready>(kShader, {value("type", {c.type}), value("finish", {c.finish}),
+                                         value("bump_height_mm", {c.bump_mm})});
+    EXPECT_EQ(r.roughness, c.roughness);
+    EXPECT_EQ(r.reflectivity, c.reflectivity);
+    EXPECT_EQ(r.glossiness, c.glossiness);
+    EXPECT_EQ(r.reflection_curve, c.reflection_curve);
+    EXPECT_EQ(r.bump_on, c.bump_on);
+  }
+}
+
+struct UnitCase {
+  SceneChoice unit_scale;
+  float u;  // the unit factor expected from it
+};
+
+TEST_F(Ceramic, LengthsFollowTheSceneUnit) {
+  const UnitCase cases[] = {
+      {std::nullopt, 1.0f}, {0.0f, 1.0f},  {-0.0f, 1.0f}, {-2.0f, 1.0f},
+      {1.0f, 1.0f / 1.0f},  {0.0254f, 1.0f / 0.0254f},    {0.001f, 1.0f / 0.001f},
+  };
+  for (const UnitCase &c : cases) {
+    SCOPED_TRACE(c.unit_scale ? std::to_string(*c.unit_scale) : std::string("no scene"));
+    use_scene(c.unit_scale, 0, 1234);
+    const Ready r = run<Ready>(kShader, {value("type", {"1"}), value("bump_height_mm", {"2"})});
+    const float bump = 2.0f / 1000.0f * c.u;
+    EXPECT_EQ(r.texture_scale, 39.37008f / c.u);
+    EXPECT_EQ(r.pattern_scale_u, 11.811024f / c.u);
+    EXPECT_EQ(r.pattern_scale_v, 11.811024f / c.u);
+    EXPECT_EQ(r.bump_height, bump);
+    EXPECT_EQ(r.bump_vector_x, bump * 3.0f);
+    EXPECT_EQ(r.bump_vector_y, bump * 3.0f);
+    EXPECT_EQ(r.bump_vector_z, bump * 3.0f);
+    // the host's value, copied; 0 when there is no scene record to copy from
+    EXPECT_EQ(r.scene_value, c.unit_scale ? 1234 : 0);
+  }
+  // one scene unit per inch: the inch scales come out as 1 and 0.3
+  use_scene(0.0254f);
+  const Ready inch = run<Ready>(kShader, {});
+  EXPECT_NEAR(inch.texture_scale, 1.0f, 1e-6f);
+  EXPECT_NEAR(inch.pattern_scale_u, 0.3f, 1e-6f);
+}
+
+TEST_F(Ceramic, ScenePassThroughValueIsCopiedBitForBit) {
+  for (const int passthrough : {0, -1, 0x7fffffff, -2147483647 - 1, 0x3f800000}) {
+    use_scene(1.0f, 0, passthrough);
+    EXPECT_EQ(run<Ready>(kShader, {}).scene_value, passthrough);
+  }
+}
+
+// A colour with its hue/saturation/value worked out by hand: the channel that
+// is largest and smallest, the difference d and offset k of its hue sextant,
+// the sextant i the hue lands in and which of value, p and q each channel
+// takes there.
+struct ColourCase {
+  miColor color;
+  float max, min, d, k;
+  int i;
+  const char *order;  // three of 'V', 'p', 'q' for r, g, b
+};
+
+miColor expected_colour(const ColourCase &c, float saturation_factor, float value_factor) {
+  float h = 0.0f;
+  float s = 0.0f;
+  if (c.max != c.min) {
+    const float spread = c.max - c.min;
+    h = (c.k - c.d / spread) / 6.0f;
+    s = spread / c.max;
+  }
+  const float sat = s * saturation_factor;
+  const float val = c.max * value_factor;
+  const float x = h * 6.0f;
+  EXPECT_EQ(std::floor(x), static_cast<float>(c.i)) << "hand-derived sextant";
+  float f = x - static_cast<float>(c.i);
+  if (c.i % 2 == 0) f = 1.0f - f;
+  const float p = (1.0f - sat) * val;
+  const float q = (1.0f - f * sat) * val;
+  const auto pick = [&](char which) { return which == 'V' ? val : which == 'p' ? p : q; };
+  return {pick(c.order[0]), pick(c.order[1]), pick(c.order[2]), c.color.a};
+}
+
+TEST_F(Ceramic, TintAndDeepColoursScaleSaturationAndValue) {
+  const ColourCase cases[] = {
+      // pure red: hue 1, sextant 6
+      {{1.0f, 0.0f, 0.0f, 1.0f}, 1.0f, 0.0f, 0.0f - 1.0f, 5.0f, 6, "Vqp"},
+      // grey and black: no hue, no saturation
+      {{0.5f, 0.5f, 0.5f, 1.0f}, 0.5f, 0.5f, 0.0f, 0.0f, 0, "Vqp"},
+      {{0.0f, 0.0f, 0.0f, 0.0f}, 0.0f, 0.0f, 0.0f, 0.0f, 0, "Vqp"},
+      // red smallest (k 3)
+      {{0.2f, 0.4f, 0.8f, 0.5f}, 0.8f, 0.2f, 0.4f - 0.8f, 3.0f, 3, "pqV"},
+      {{0.2f, 0.8f, 0.5f, 1.0f}, 0.8f, 0.2f, 0.8f - 0.5f, 3.0f, 2, "pVq"},
+      // green smallest (k 5)
+      {{0.9f, 0.3f, 0.6f, 0.25f}, 0.9f, 0.3f, 0.6f - 0.9f, 5.0f, 5, "Vpq"},
+      {{0.5f, 0.2f, 0.8f, 1.0f}, 0.8f, 0.2f, 0.8f - 0.5f, 5.0f, 4, "qpV"},
+      // blue smallest (k 1)
+      {{0.3f, 0.7f, 0.1f, 1.0f}, 0.7f, 0.1f, 0.3f - 0.7f, 1.0f, 1, "qVp"},
+      {{0.8f, 0.6f, 0.2f, 0.0f}, 0.8f, 0.2f, 0.8f - 0.6f, 1.0f, 0, "Vqp"},
+  };
+  for (const ColourCase &c : cases) {
+    SCOPED_TRACE(testing::Message() << "colour " << c.color.r << " " << c.color.g << " " << c.color.b);
+    const Ready r = run<Ready>(kShader, {value("color", words(c.color))});
+    const miColor tint = expected_colour(c, 0.85f, 0.95f);
+    const miColor deep = expected_colour(c, 1.4f, 0.94f);
+    EXPECT_COLOR_EQ(r.tint_color, tint.r, tint.g, tint.b, tint.a);
+    EXPECT_COLOR_EQ(r.deep_color, deep.r, deep.g, deep.b, deep.a);
+  }
+  // red as documented: the unclamped saturation 1.4 gives negative channels
+  const Ready red = run<Ready>(kShader, {value("color", {"1", "0", "0", "1"})});
+  EXPECT_NEAR(red.tint_color.g, 0.1425f, 1e-6f);
+  EXPECT_NEAR(red.deep_color.g, -0.376f, 1e-6f);
+}
+
+TEST_F(Ceramic, InitTimeParametersAreFixedForTheInstance) {
+  LiveInstance live(kShader, {value("type", {"1"}), value("finish", {"2"}), value("bump_height_mm", {"2"}),
+                              value("color", {"1", "0", "0", "1"})});
+  const Ready before = live.call<Ready>();
+  live.set<miInteger>(offsetof(Params, type), 0);
+  live.set<miScalar>(offsetof(Params, bump_height_mm), 7.0f);
+  live.set<miColor>(offsetof(Params, color), miColor{0.0f, 1.0f, 0.0f, 1.0f});
+  live.set<miBoolean>(offsetof(Params, map_mode_on), miTRUE);
+  const Ready after = live.call<Ready>(miRAY_REFRACT);
+  EXPECT_EQ(std::memcmp(&before, &after, sizeof before), 0);
+  EXPECT_EQ(after.reflection_curve, 2.0f);
+  EXPECT_EQ(after.map_mode, 1);
+}
+
+}  // namespace
+}  // namespace tavo::test
