@@ -292,10 +292,6 @@ void build(Ready *ready, miState *state, Params *paras) {
   ready->map_mode = conv::map_mode(map_mode_on);
 }
 
-void per_call(Ready *result, miState *state, Params *paras) {
-  result->custom_map = conv::map_pass_through(state, &paras->custom_map_on, &paras->custom_map);
-}
-
 }  // namespace
 
-TAVO_CONVERTER(tavo_Shd_Metal_spider, Ready, Params, build, per_call)
+TAVO_CONVERTER(tavo_Shd_Metal_spider, Ready, Params, build, conv::pass_map_through)
