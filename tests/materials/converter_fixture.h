@@ -41,7 +41,8 @@ class ConverterTest : public HostTest {
       std::memcpy(&ready, call.result.data(), sizeof ready);
       out.push_back(ready);
     }
-    EXPECT_EQ(renderer().held_bytes(), 0u) << shader;
+    // this instance's own blocks: a live instance elsewhere in the test may hold its own
+    EXPECT_EQ(renderer().held_bytes(tag), 0u) << shader;
     return out;
   }
 
