@@ -7,7 +7,8 @@
 BUILD      ?= build
 SAN_BUILD  ?= build-sanitize
 JOBS       ?= $(shell nproc)
-PACKAGES   := cmake ninja-build g++ make pkg-config libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev
+PACKAGES   := cmake ninja-build g++ make pkg-config libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev \
+              libembree-dev libopenimageio-dev libtbb-dev
 
 .PHONY: all deps build demo test check-sanitize bench clean
 

@@ -32,3 +32,7 @@ if "$tavo" list --json | grep -q '"name": "tavo_Shd_Glazing_spider", "exported":
   echo "== Glazing, for an eye ray and a shadow ray =="
   step "$tavo" eval tavo_Shd_Glazing_spider --ray eye --ray shadow
 fi
+
+echo
+echo "== A scene: a checker network on the floor, where the camera sees it through pixel (100, 200) =="
+step "$tavo" eval --file "$(dirname "$0")/network.mi" squares --pixel 100,200

@@ -5,8 +5,12 @@
 #include <string>
 
 #include "renderer_core.h"
+#include "scene.h"
+#include "shading.h"
+#include "texture.h"
 
 using tavo::host::Renderer;
+namespace host = tavo::host;
 
 namespace {
 
@@ -65,5 +69,115 @@ void *mi_mem_int_allocate(const char *file, int line, size_t size) {
 }
 
 void mi_mem_int_release(const char *file, int line, void *block) { Renderer::get().release(file, line, block); }
+
+// ---- shader calls
+
+miBoolean mi_call_shader(miColor *result, int type, miState *state, miTag shader) {
+  return host::call_shader(result, type, state, shader, nullptr);
+}
+
+miBoolean mi_call_shader_x(miColor *result, int type, miState *state, miTag shader, void *arg) {
+  return host::call_shader(result, type, state, shader, arg);
+}
+
+// ---- database and images
+
+// A texture's tag gives its image record, a shader instance's its function
+// record; anything else has no record to hand out.
+void *mi_db_access(miTag tag) {
+  Renderer &renderer = Renderer::get();
+  if (const host::Image *image = renderer.texture(tag))
+    return const_cast<miImg_image *>(static_cast<const miImg_image *>(image));
+  if (host::Instance *inst = renderer.instance(tag)) return &inst->function;
+  return nullptr;
+}
+
+void mi_db_unpin(miTag) {}  // records stay put while the scene lives
+
+int mi_img_get_width(const miImg_image *image) {
+  const host::Image *record = Renderer::get().image(image);
+  return record ? record->width() : 0;
+}
+
+int mi_img_get_height(const miImg_image *image) {
+  const host::Image *record = Renderer::get().image(image);
+  return record ? record->height() : 0;
+}
+
+// ---- textures
+
+miBoolean mi_lookup_color_texture(miColor *color, miState *state, miTag tex, miVector *coord) {
+  return host::lookup_color_texture(color, state, tex, coord);
+}
+
+miBoolean mi_lookup_filter_color_texture(miColor *color, miState *state, miTag tex, miTexfilter *paras,
+                                         miMatrix ST) {
+  return host::lookup_filter_color_texture(color, state, tex, paras, ST);
+}
+
+miBoolean mi_texture_filter_project(miVector p[3], miVector t[3], miState *state, miScalar disc_r, miUint space) {
+  return host::texture_filter_project(p, t, state, disc_r, space);
+}
+
+miBoolean mi_texture_filter_transform(miMatrix ST, miVector p[3], miVector t[3]) {
+  return host::texture_filter_transform(ST, p, t);
+}
+
+// ---- rays
+
+miBoolean mi_trace_eye(miColor *result, miState *state, miVector *origin, miVector *direction) {
+  if (!origin || !direction) return miFALSE;
+  return host::trace_eye(result, state, *origin, *direction);
+}
+
+miBoolean mi_trace_reflection(miColor *result, miState *state, miVector *direction) {
+  if (!direction) return miFALSE;
+  return host::trace_reflection(result, state, *direction);
+}
+
+miBoolean mi_trace_probe(miState *state, miVector *direction, miVector *origin) {
+  if (!origin || !direction) return miFALSE;
+  return host::trace_probe(state, *direction, *origin);
+}
+
+miBoolean mi_tri_vectors(miState *state, int which, int ntex, miVector **a, miVector **b, miVector **c) {
+  return host::tri_vectors(state, which, ntex, a, b, c);
+}
+
+// ---- shader state and caches
+
+// This host keeps no cache of shader results: every read of a connected
+// parameter runs its source again, so nothing can go stale. A flush only
+// counts, so that tests can see that a shader flushes where it must.
+void mi_flush_cache(miState *state) {
+  if (host::Sample *sample = host::Sample::of(state)) ++sample->flushes;
+}
+
+miBoolean mi_shaderstate_set(miState *state, const char *key, void *value, int size, int lifetime) {
+  host::Sample *sample = host::Sample::of(state);
+  if (!sample || !key) return miFALSE;
+  return sample->set_value(key, value, size, lifetime, host::depth_of(state)) ? miTRUE : miFALSE;
+}
+
+void *mi_shaderstate_get(miState *state, const char *key, int *size) {
+  host::Sample *sample = host::Sample::of(state);
+  if (!sample || !key) {
+    if (size) *size = 0;
+    return nullptr;
+  }
+  return sample->value(key, size);
+}
+
+miBoolean tavo_host_direct_light(miColor *light, miState *state) {
+  if (!light || !state) return miFALSE;
+  const host::Sample *sample = host::Sample::of(state);
+  const host::Scene *scene = sample ? sample->scene : Renderer::get().current_scene();
+  if (!scene) {
+    *light = miColor{0, 0, 0, 1};
+    return miFALSE;
+  }
+  *light = scene->direct_light(*state);
+  return miTRUE;
+}
 
 }  // extern "C"

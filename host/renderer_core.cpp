@@ -8,6 +8,8 @@
 #include <cstring>
 #include <filesystem>
 
+#include "scene.h"
+#include "texture.h"
 #include "values.h"
 
 namespace tavo::host {
@@ -94,17 +96,12 @@ void write_defaults(const Type &type, std::byte *dest) {
 
 miTag current_owner() { return t_owner; }
 
-ShadingState::ShadingState(int ray_type) {
-  // A 50 mm lens on 36 mm film, 640 by 480 pixels, ray tracing on.
-  camera.focal = 50.0f;
-  camera.aperture = 36.0f;
-  camera.aspect = 4.0f / 3.0f;
-  camera.x_resolution = 640;
-  camera.y_resolution = 480;
-  options.trace = miTRUE;
-  options.reflection_depth = 2;
-  options.refraction_depth = 2;
-  options.trace_depth = 4;
+ShadingState::ShadingState(int ray_type) : sample(Renderer::get().current_scene()) {
+  // A 50 mm lens on 36 mm film, 640 by 480 pixels, ray tracing on; or the
+  // current scene's camera and options.
+  const Scene *scene = sample.scene;
+  camera = scene ? scene->camera.intrinsics : Camera().intrinsics;
+  options = scene ? scene->options : default_options();
   state.type = ray_type;
   state.dir = {0.0f, 0.0f, -1.0f};
   state.point = {0.0f, 0.0f, -1.0f};
@@ -114,8 +111,10 @@ ShadingState::ShadingState(int ray_type) {
   state.dist = 1.0f;
   state.bary[0] = state.bary[1] = state.bary[2] = 1.0f / 3.0f;
   state.tex_list = tex_list;
+  state.texture_spaces = 1;
   state.camera = &camera;
   state.options = &options;
+  state.renderer = &sample;
 }
 
 Renderer &Renderer::get() {
@@ -139,6 +138,15 @@ SceneData Renderer::default_scene() {
 void Renderer::reset() {
   functions_.clear();
   instances_.clear();
+  linked_.clear();
+  declared_files_.clear();
+  textures_.clear();
+  image_records_.clear();
+  materials_.clear();
+  names_.clear();
+  tag_names_.clear();
+  scene_geometry_.reset();
+  init_order_.clear();
   {
     std::lock_guard lock(memory_mutex_);
     for (auto &[block, record] : allocations_) std::free(block);
@@ -155,8 +163,7 @@ void Renderer::reset() {
 
 // ---------------------------------------------------------------- libraries
 
-void Renderer::load_library(const std::string &library_path, const std::string &declarations_path) {
-  std::vector<ShaderDeclaration> decls = read_declarations(declarations_path);
+void *Renderer::open_library(const std::string &library_path) {
   void *&handle = libraries_[library_path];
   if (!handle) {
     handle = dlopen(library_path.c_str(), RTLD_NOW | RTLD_LOCAL);
@@ -168,21 +175,60 @@ void Renderer::load_library(const std::string &library_path, const std::string &
     using SetModuleHandle = void (*)(void *);
     if (auto set = reinterpret_cast<SetModuleHandle>(dlsym(handle, "miSetModuleHandle"))) set(module_handle_);
   }
-  for (ShaderDeclaration &decl : decls) {
+  return handle;
+}
+
+void Renderer::declare_from(std::vector<ShaderDeclaration> decls, const std::vector<void *> &handles) {
+  for (ShaderDeclaration &decl : decls)
     if (functions_.count(decl.name))
       throw Error(decl.file + ":" + std::to_string(decl.line) + ": shader \"" + decl.name +
                   "\" is already declared");
+  for (ShaderDeclaration &decl : decls) {
     auto fn = std::make_unique<Function>();
-    const auto symbol = [&](const std::string &name) { return dlsym(handle, name.c_str()); };
-    fn->main = reinterpret_cast<Function::Main>(symbol(decl.name));
-    fn->init = reinterpret_cast<Function::Init>(symbol(decl.name + "_init"));
-    fn->exit = reinterpret_cast<Function::Exit>(symbol(decl.name + "_exit"));
-    fn->version = reinterpret_cast<Function::Version>(symbol(decl.name + "_version"));
-    fn->library = library_path;
+    // the first library, in link order, that exports the shader provides all its entries
+    void *handle = handles.empty() ? nullptr : handles.front();
+    for (void *candidate : handles)
+      if (dlsym(candidate, decl.name.c_str())) {
+        handle = candidate;
+        break;
+      }
+    if (handle) {
+      const auto symbol = [&](const std::string &name) { return dlsym(handle, name.c_str()); };
+      fn->main = reinterpret_cast<Function::Main>(symbol(decl.name));
+      fn->init = reinterpret_cast<Function::Init>(symbol(decl.name + "_init"));
+      fn->exit = reinterpret_cast<Function::Exit>(symbol(decl.name + "_exit"));
+      fn->version = reinterpret_cast<Function::Version>(symbol(decl.name + "_version"));
+      for (const auto &[path, h] : libraries_)
+        if (h == handle) fn->library = path;
+    }
     fn->tag = new_tag();
     fn->decl = std::move(decl);
     functions_.emplace(fn->decl.name, std::move(fn));
   }
+}
+
+void Renderer::load_library(const std::string &library_path, const std::string &declarations_path) {
+  std::vector<ShaderDeclaration> decls = read_declarations(declarations_path);
+  void *handle = open_library(library_path);
+  declare_from(std::move(decls), {handle});
+  if (std::find(linked_.begin(), linked_.end(), handle) == linked_.end()) linked_.push_back(handle);
+  std::error_code ec;
+  const std::string canonical = std::filesystem::weakly_canonical(declarations_path, ec).string();
+  declared_files_.push_back(ec ? declarations_path : canonical);
+}
+
+void Renderer::link(const std::string &library_path) {
+  void *handle = open_library(library_path);
+  if (std::find(linked_.begin(), linked_.end(), handle) == linked_.end()) linked_.push_back(handle);
+}
+
+void Renderer::declare(const std::string &declarations_path) {
+  std::error_code ec;
+  const std::string canonical = std::filesystem::weakly_canonical(declarations_path, ec).string();
+  const std::string key = ec ? declarations_path : canonical;
+  if (std::find(declared_files_.begin(), declared_files_.end(), key) != declared_files_.end()) return;
+  declare_from(read_declarations(declarations_path), linked_);
+  declared_files_.push_back(key);
 }
 
 const Function *Renderer::function(const std::string &name) const {
@@ -205,6 +251,8 @@ miTag Renderer::create_instance(const std::string &shader, const std::vector<Ass
   const auto it = functions_.find(shader);
   if (it == functions_.end()) throw Error("unknown shader '" + shader + "'");
   Function &fn = *it->second;
+  if (!fn.main && fn.library.empty())
+    throw Error("shader '" + shader + "' is declared but no library linked before its declarations exports it");
   if (!fn.main)
     throw Error("shader '" + shader + "' is declared but " +
                 std::filesystem::path(fn.library).filename().string() + " does not export it");
@@ -329,6 +377,57 @@ Instance *Renderer::instance(miTag tag) {
   return it == instances_.end() ? nullptr : it->second.get();
 }
 
+miTag Renderer::add_texture(std::unique_ptr<Image> image) {
+  const miTag tag = new_tag();
+  image_records_[static_cast<const miImg_image *>(image.get())] = image.get();
+  textures_.emplace(tag, std::move(image));
+  return tag;
+}
+
+const Image *Renderer::texture(miTag tag) const {
+  const auto it = textures_.find(tag);
+  return it == textures_.end() ? nullptr : it->second.get();
+}
+
+const Image *Renderer::image(const void *record) const {
+  const auto it = image_records_.find(record);
+  return it == image_records_.end() ? nullptr : it->second;
+}
+
+miTag Renderer::add_material(const std::string &name, miTag shader) {
+  if (!instance(shader)) throw Error("material \"" + name + "\": no shader instance with tag " + std::to_string(shader));
+  const miTag tag = new_tag();
+  materials_[tag] = Material{tag, name, shader};
+  return tag;
+}
+
+const Material *Renderer::material(miTag tag) const {
+  const auto it = materials_.find(tag);
+  return it == materials_.end() ? nullptr : &it->second;
+}
+
+miTag Renderer::shader_of(miTag tag) {
+  if (instance(tag)) return tag;
+  if (const Material *m = material(tag)) return m->shader;
+  return 0;
+}
+
+void Renderer::set_name(miTag tag, const std::string &name) {
+  if (names_.count(name)) throw Error("\"" + name + "\" is already the name of something else");
+  names_[name] = tag;
+  tag_names_[tag] = name;
+}
+
+miTag Renderer::named(const std::string &name) const {
+  const auto it = names_.find(name);
+  return it == names_.end() ? 0 : it->second;
+}
+
+std::string Renderer::name_of(miTag tag) const {
+  const auto it = tag_names_.find(tag);
+  return it == tag_names_.end() ? std::string() : it->second;
+}
+
 Instance &Renderer::running(const miState *state) {
   Instance *inst = state && state->shader ? instance(state->shader->tag) : nullptr;
   if (!inst) {
@@ -341,6 +440,7 @@ Instance &Renderer::running(const miState *state) {
 // ---------------------------------------------------------------- life cycle
 
 void Renderer::init_instance(miTag tag, miState &state) {
+  std::lock_guard lock(init_mutex_);
   Instance *inst = instance(tag);
   if (!inst || inst->initialized) return;
   for (const Connection &c : inst->connections) init_instance(c.source, state);
@@ -359,16 +459,53 @@ void Renderer::init_instance(miTag tag, miState &state) {
     }
   }
   inst->initialized = true;
+  init_order_.push_back(tag);
+}
+
+void Renderer::ensure_initialized(miTag tag, miState &state) {
+  Instance *inst = instance(tag);
+  if (inst && !inst->initialized) init_instance(tag, state);
 }
 
 miBoolean Renderer::call(miTag tag, void *result, miState &state, void *argument) {
   Instance *inst = instance(tag);
   if (!inst) return miFALSE;
+  // A shader that calls itself, directly or round a loop of tags, stops here
+  // instead of running off the end of the stack.
+  thread_local int depth = 0;
+  constexpr int kMaxCallDepth = 200;
+  if (depth >= kMaxCallDepth) {
+    message("error", "shader calls nested more than " + std::to_string(kMaxCallDepth) + " deep at " +
+                         inst->shader->decl.name + " (tag " + std::to_string(tag) + "): a shader calls itself");
+    return miFALSE;
+  }
+  struct Nesting {
+    explicit Nesting(int &d) : d_(d) { ++d_; }
+    ~Nesting() { --d_; }
+    int &d_;
+  } nesting(depth);
   RunningScope running(state, *inst);
-  if (argument)
-    return reinterpret_cast<Function::MainWithArgument>(reinterpret_cast<void *>(inst->shader->main))(result, &state, inst->parameters(),
-                                                                           argument);
-  return inst->shader->main(result, &state, inst->parameters());
+  // Every shader gets the fourth argument, null when there is none, so that a
+  // shader that reads one never reads a stray register.
+  const auto main = reinterpret_cast<Function::MainWithArgument>(reinterpret_cast<void *>(inst->shader->main));
+  return main(result, &state, inst->parameters(), argument);
+}
+
+miBoolean Renderer::shade_material(miTag material, void *result, miState &state) {
+  const miTag shader = shader_of(material);
+  if (!shader || !result) return miFALSE;
+  ensure_initialized(shader, state);
+  const miTag saved = state.material;
+  state.material = material;
+  const miBoolean returned = call(shader, result, state);
+  state.material = saved;
+  return returned;
+}
+
+void Renderer::exit_all(miState &state) {
+  const std::vector<miTag> order = std::move(init_order_);
+  init_order_.clear();
+  for (auto it = order.rbegin(); it != order.rend(); ++it) exit_instance(*it, state);
 }
 
 void Renderer::exit_instance(miTag tag, miState &state) {
@@ -411,6 +548,7 @@ std::vector<CallResult> Renderer::run(miTag tag, const std::vector<int> &rays) {
   }
   ShadingState exit_state;
   exit_instance(tag, exit_state.state);
+  exit_all(exit_state.state);  // and every other instance still initialised, as at the end of a render
   exit_shaders(exit_state.state);
   return calls;
 }
@@ -498,6 +636,7 @@ void *Renderer::phen_eval(miState *state, void *parameter) {
   thread_local std::unordered_map<const Connection *, std::vector<std::uint64_t>> buffers;
   std::vector<std::uint64_t> &buffer = buffers[&*it];
   buffer.assign((it->result_size + 7) / 8 + 1, 0);
+  ensure_initialized(it->source, *state);
   call(it->source, buffer.data(), *state);
   return reinterpret_cast<std::byte *>(buffer.data()) + it->field_offset;
 }
@@ -515,6 +654,46 @@ miBoolean Renderer::query(int code, miState *state, miTag tag, void *result, voi
       *static_cast<void ***>(result) = inst->thread_locals.data();
       *static_cast<miInteger *>(extra) = static_cast<miInteger>(inst->thread_locals.size());
       return miTRUE;
+    case miQ_NUM_TEXTURES:
+      if (!state) return miFALSE;
+      *static_cast<miInteger *>(result) = std::clamp<miInteger>(state->texture_spaces, 0, kMaxTextureSpaces);
+      return miTRUE;
+    case miQ_PIXEL_SAMPLE: {
+      // The sample's place in the image: [0] the pixel's column and [1] its
+      // row (from the top-left corner), [2] the sample's number within the
+      // pixel and [3] the samples taken per pixel. They are in range (0 to
+      // 100000) exactly when the state descends from a camera ray through a
+      // pixel of an image at most 100001 pixels wide and high; every other
+      // state (one made without the camera, or at init) gets -1 four times.
+      auto *out = static_cast<miInteger *>(result);
+      const Sample *sample = Sample::of(state);
+      if (sample && sample->has_pixel) {
+        out[0] = sample->pixel_x, out[1] = sample->pixel_y;
+        out[2] = sample->sample_index, out[3] = sample->samples_per_pixel;
+      } else {
+        out[0] = out[1] = out[2] = out[3] = -1;
+      }
+      return miTRUE;
+    }
+    case miQ_DECAL_PROJECTION:
+      // 1 where decals can be laid: a surface point with at least one texture
+      // space, since decal corners live in texture space 0; 0 elsewhere.
+      if (!state) return miFALSE;
+      *static_cast<miInteger *>(result) = state->texture_spaces > 0 && state->tex_list ? 1 : 0;
+      return miTRUE;
+    case miQ_ENVIRONMENT_MODE: {
+      // 0 when the environment is looked up for what the camera sees
+      // directly; 1 when it is looked up for lighting (light, shadow,
+      // final-gather and photon rays) or below a reflection or refraction.
+      if (!state) return miFALSE;
+      const int type = state->type;
+      const bool lighting = type == miRAY_LIGHT || type == miRAY_SHADOW || type == miRAY_FINALGATHER ||
+                            (type >= 8 && type <= 15) || type == 18 || type == 19 || type == 23 || type == 24 ||
+                            type == 27;
+      *static_cast<miInteger *>(result) =
+          lighting || state->reflection_level > 0 || state->refraction_level > 0 ? 1 : 0;
+      return miTRUE;
+    }
     default:
       return miFALSE;
   }

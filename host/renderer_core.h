@@ -5,6 +5,7 @@
 // are thin C entry points into this one process-wide object.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -17,8 +18,12 @@
 
 #include "declarations.h"
 #include "frame/renderer.h"
+#include "shading.h"
 
 namespace tavo::host {
+
+class Image;
+class Scene;
 
 struct Message {
   std::string level;  // "warning", "error", "info", ...
@@ -69,23 +74,34 @@ struct Instance {
   std::vector<Connection> connections; // sorted by offset
   void *user_pointer = nullptr;        // the slot mi_query 51 hands out
   std::vector<void *> thread_locals;   // what mi_query 127 reports
-  bool initialized = false;
+  std::atomic<bool> initialized{false};
 
   std::byte *parameters() { return reinterpret_cast<std::byte *>(storage.data()); }
   miTag tag() const { return function.tag; }
 };
 
-// A state with the records it points at, ready for one shader call.
+// A host material: a name for the shader that shades it.
+struct Material {
+  miTag tag = 0;
+  std::string name;
+  miTag shader = 0;
+};
+
+// A state with the records it points at, ready for one shader call: a
+// surface point at (0, 0, -1) facing the camera, with one texture space, in a
+// sample of its own that belongs to no pixel and traces in the renderer's
+// current scene (if any), with that scene's camera and options.
 class ShadingState {
  public:
   explicit ShadingState(int ray_type = miRAY_EYE);
   ShadingState(const ShadingState &) = delete;
   ShadingState &operator=(const ShadingState &) = delete;
 
+  Sample sample;
   miState state{};
   miCamera camera{};
   miOptions options{};
-  miVector tex_list[4]{};
+  miVector tex_list[kMaxTextureSpaces]{};
 };
 
 struct AllocationRecord {
@@ -111,14 +127,20 @@ class Renderer {
  public:
   static Renderer &get();
 
-  // Forgets every declaration, instance, message, allocation record and the
-  // scene record (back to the default one). Loaded libraries stay loaded.
+  // Forgets every declaration, instance, texture, material, name, message,
+  // allocation record, the current scene and the scene record (back to the
+  // default one). Loaded libraries stay loaded.
   void reset();
 
   // --- shader libraries and declarations
   // Loads a shader library the way a renderer does (dlopen, then
   // miSetModuleHandle with this renderer's module) and declares its shaders.
   void load_library(const std::string &library_path, const std::string &declarations_path);
+  // The two halves of load_library, as a scene file has them: `link` loads a
+  // library (once), `declare` reads a declarations file and finds each shader
+  // in the libraries linked so far. A file that was read already is skipped.
+  void link(const std::string &library_path);
+  void declare(const std::string &declarations_path);
   const Function *function(const std::string &name) const;
   std::vector<const Function *> functions() const;
 
@@ -127,12 +149,38 @@ class Renderer {
   Instance *instance(miTag tag);
   Instance &running(const miState *state);  // the instance whose function the state runs
 
+  // --- the rest of the tag database: textures, materials, names
+  miTag add_texture(std::unique_ptr<Image> image);
+  const Image *texture(miTag tag) const;
+  const Image *image(const void *record) const;  // the record mi_db_access handed out, or null
+  miTag add_material(const std::string &name, miTag shader);
+  const Material *material(miTag tag) const;
+  // The shader instance a tag stands for: the instance itself or a material's shader; 0 otherwise.
+  miTag shader_of(miTag tag);
+  // A new tag for something kept outside this database (objects, lights).
+  miTag new_tag() { return next_tag_++; }
+  // Names: every named element of a scene, in one name space.
+  void set_name(miTag tag, const std::string &name);
+  miTag named(const std::string &name) const;  // 0 when unknown
+  std::string name_of(miTag tag) const;        // empty when unnamed
+
+  // --- the scene that traces answer from (none by default)
+  void set_current_scene(std::shared_ptr<Scene> scene) { scene_geometry_ = std::move(scene); }
+  Scene *current_scene() const { return scene_geometry_.get(); }
+
   // --- life cycle
   void init_instance(miTag tag, miState &state);     // sources first, then shader- and instance-level
+  // Inits an instance first used while rendering; safe from any thread.
+  void ensure_initialized(miTag tag, miState &state);
   miBoolean call(miTag tag, void *result, miState &state, void *argument = nullptr);
+  // CallMaterial: shades a material (or a shader instance) at the state, with
+  // the state's `material` naming it for the duration.
+  miBoolean shade_material(miTag material, void *result, miState &state);
   void exit_instance(miTag tag, miState &state);     // the instance, then its sources
+  void exit_all(miState &state);                     // every instance still initialised, last first
   void exit_shaders(miState &state);                 // shader-level exits of every initialised shader
-  // init, one evaluation per ray type, exit: what `tavo eval` runs.
+  // init, one evaluation per ray type, exit (of this instance and of every
+  // other one still initialised, as at the end of a render): what `tavo eval` runs.
   std::vector<CallResult> run(miTag tag, const std::vector<int> &rays);
 
   // --- memory
@@ -159,14 +207,27 @@ class Renderer {
 
  private:
   Renderer();
-  miTag new_tag() { return next_tag_++; }
   void build_block(Instance &inst, const std::vector<Assignment> &assignments);
+  void *open_library(const std::string &library_path);
+  void declare_from(std::vector<ShaderDeclaration> decls, const std::vector<void *> &handles);
 
   std::map<std::string, std::unique_ptr<Function>> functions_;
   std::unordered_map<miTag, std::unique_ptr<Instance>> instances_;
   std::unordered_map<std::string, void *> libraries_;  // dlopen handles by path
+  std::vector<void *> linked_;                         // what `link` loaded since the last reset, in order
+  std::vector<std::string> declared_files_;            // what `declare` read since the last reset
   void *module_handle_ = nullptr;                      // this renderer, as handed to libraries
   miTag next_tag_ = 1;
+
+  std::unordered_map<miTag, std::unique_ptr<Image>> textures_;
+  std::unordered_map<const void *, const Image *> image_records_;
+  std::unordered_map<miTag, Material> materials_;
+  std::map<std::string, miTag> names_;
+  std::unordered_map<miTag, std::string> tag_names_;
+  std::shared_ptr<Scene> scene_geometry_;
+
+  std::recursive_mutex init_mutex_;
+  std::vector<miTag> init_order_;
 
   mutable std::mutex memory_mutex_;
   std::unordered_map<void *, AllocationRecord> allocations_;

@@ -1,6 +1,8 @@
 // tavo: the command-line face of the reference host. `tavo list` shows what
 // the shader library declares; `tavo eval` runs one shader's whole life cycle
-// in the host and prints what it produced as JSON.
+// in the host and prints what it produced as JSON, either for a shader with
+// the parameters given on the command line or for a shader instance of a
+// scene file, at the point the camera sees through a pixel.
 #include <CLI/CLI.hpp>
 
 #include <unistd.h>
@@ -13,8 +15,11 @@
 #include <string>
 #include <vector>
 
+#include "pixel.h"
 #include "renderer_core.h"
 #include "report.h"
+#include "scene.h"
+#include "scene_file.h"
 #include "values.h"
 
 namespace fs = std::filesystem;
@@ -60,8 +65,7 @@ std::pair<std::string, std::string> split_assignment(const std::string &text, co
   return {text.substr(0, eq), text.substr(eq + 1)};
 }
 
-SceneData scene_record(const std::vector<std::string> &fields) {
-  SceneData scene = Renderer::default_scene();
+SceneData scene_record(const std::vector<std::string> &fields, SceneData scene = Renderer::default_scene()) {
   for (const std::string &text : fields) {
     const auto [name, value] = split_assignment(text, "FIELD");
     try {
@@ -87,7 +91,93 @@ struct EvalOptions {
   std::vector<std::string> scene;
   bool no_scene = false;
   std::vector<std::string> rays;
+  std::string file;
+  std::string pixel;
 };
+
+std::string messages_json(const std::vector<Message> &messages) {
+  std::string out = "[";
+  for (std::size_t i = 0; i < messages.size(); ++i)
+    out += std::string(i ? ", " : "") + "{\"level\": " + json_string(messages[i].level) +
+           ", \"text\": " + json_string(messages[i].text) + "}";
+  return out + "]";
+}
+
+std::string calls_json(const Type &result, const std::vector<CallResult> &calls) {
+  std::string out = "[\n";
+  for (std::size_t i = 0; i < calls.size(); ++i) {
+    const CallResult &c = calls[i];
+    out += "    {\"ray\": " + std::to_string(c.ray) + ", \"returned\": " + (c.returned ? "true" : "false") +
+           ", \"result\": " + json_value(result, reinterpret_cast<const std::byte *>(c.result.data())) + "}" +
+           (i + 1 < calls.size() ? ",\n" : "\n");
+  }
+  return out + "  ]";
+}
+
+std::vector<int> ray_codes(const std::vector<std::string> &words) {
+  std::vector<int> rays;
+  for (const std::string &word : words) rays.push_back(ray_code(word));
+  if (rays.empty()) rays.push_back(miRAY_EYE);
+  return rays;
+}
+
+std::string vector_json(const miVector &v) {
+  Type vector;
+  vector.kind = Kind::Vector;
+  return json_value(vector, reinterpret_cast<const std::byte *>(&v));
+}
+
+// tavo eval --file SCENE INSTANCE [--pixel X,Y]
+int run_eval_file(const EvalOptions &options, const fs::path &library_dir) {
+  Renderer &renderer = Renderer::get();
+  if (!options.assignments.empty())
+    throw UsageError("the parameters of a scene's shader instance come from the scene file, found '" +
+                     options.assignments.front() + "'");
+  if (options.no_scene && !options.scene.empty()) throw UsageError("--no-scene and --scene exclude each other");
+  const std::vector<int> rays = ray_codes(options.rays);
+
+  const LoadedScene loaded = load_scene(options.file, {library_dir.string()});
+  renderer.set_current_scene(loaded.scene);
+  if (options.no_scene) renderer.clear_scene();
+  else renderer.set_scene(scene_record(options.scene, loaded.record.value_or(Renderer::default_scene())));
+
+  const miTag named = renderer.named(options.shader);
+  const miTag tag = renderer.shader_of(named);
+  if (!tag) throw UsageError(options.file + " has no shader instance or material named '" + options.shader + "'");
+  const miCamera &image = loaded.scene->camera.intrinsics;
+  int x = image.x_resolution / 2, y = image.y_resolution / 2;
+  if (!options.pixel.empty()) {
+    const std::vector<std::string> xy = split_words(options.pixel, ',');
+    try {
+      if (xy.size() != 2) throw Error("");
+      x = parse_integer(xy[0]);
+      y = parse_integer(xy[1]);
+    } catch (const Error &) {
+      throw UsageError("expected --pixel X,Y with two integers, found '" + options.pixel + "'");
+    }
+    if (x < 0 || y < 0 || x >= image.x_resolution || y >= image.y_resolution)
+      throw UsageError("pixel " + options.pixel + " lies outside the " + std::to_string(image.x_resolution) + "x" +
+                       std::to_string(image.y_resolution) + " image");
+  }
+
+  const PixelEvaluation at = evaluate_at_pixel(*loaded.scene, loaded.instances, tag, x, y, rays);
+  const Function &fn = *renderer.instance(tag)->shader;
+  std::string out = "{\n  \"shader\": " + json_string(fn.decl.name) + ",\n  \"instance\": " +
+                    json_string(options.shader) + ",\n  \"pixel\": [" + std::to_string(x) + ", " + std::to_string(y) +
+                    "],\n  \"hit\": ";
+  if (at.hit) {
+    out += "{\"object\": " + json_string(at.object) + ", \"point\": " + vector_json(at.point) +
+           ", \"normal\": " + vector_json(at.normal) + ", \"texture\": " +
+           (at.texture_spaces > 0 ? vector_json(at.texture) : std::string("null")) + "}";
+  } else {
+    out += "null";
+  }
+  out += ",\n  \"calls\": " + calls_json(fn.decl.result, at.calls) + ",\n  \"messages\": " +
+         messages_json(renderer.messages()) + ",\n  \"leaked_bytes\": " + std::to_string(renderer.held_bytes()) +
+         "\n}\n";
+  std::fputs(out.c_str(), stdout);
+  return 0;
+}
 
 int run_eval(const EvalOptions &options) {
   Renderer &renderer = Renderer::get();
@@ -102,9 +192,7 @@ int run_eval(const EvalOptions &options) {
   if (options.no_scene && !options.scene.empty()) throw UsageError("--no-scene and --scene exclude each other");
   if (options.no_scene) renderer.clear_scene();
   else renderer.set_scene(scene_record(options.scene));
-  std::vector<int> rays;
-  for (const std::string &word : options.rays) rays.push_back(ray_code(word));
-  if (rays.empty()) rays.push_back(miRAY_EYE);
+  const std::vector<int> rays = ray_codes(options.rays);
 
   miTag tag = 0;
   try {
@@ -115,19 +203,9 @@ int run_eval(const EvalOptions &options) {
   }
   const std::vector<CallResult> calls = renderer.run(tag, rays);
 
-  std::string out = "{\n  \"shader\": " + json_string(options.shader) + ",\n  \"calls\": [\n";
-  for (std::size_t i = 0; i < calls.size(); ++i) {
-    const CallResult &c = calls[i];
-    out += "    {\"ray\": " + std::to_string(c.ray) + ", \"returned\": " + (c.returned ? "true" : "false") +
-           ", \"result\": " + json_value(fn->decl.result, reinterpret_cast<const std::byte *>(c.result.data())) +
-           "}" + (i + 1 < calls.size() ? ",\n" : "\n");
-  }
-  out += "  ],\n  \"messages\": [";
-  const std::vector<Message> messages = renderer.messages();
-  for (std::size_t i = 0; i < messages.size(); ++i)
-    out += std::string(i ? ", " : "") + "{\"level\": " + json_string(messages[i].level) +
-           ", \"text\": " + json_string(messages[i].text) + "}";
-  out += "],\n  \"leaked_bytes\": " + std::to_string(renderer.held_bytes()) + "\n}\n";
+  std::string out = "{\n  \"shader\": " + json_string(options.shader) + ",\n  \"calls\": " +
+                    calls_json(fn->decl.result, calls) + ",\n  \"messages\": " + messages_json(renderer.messages()) +
+                    ",\n  \"leaked_bytes\": " + std::to_string(renderer.held_bytes()) + "\n}\n";
   std::fputs(out.c_str(), stdout);
   return 0;
 }
@@ -146,7 +224,10 @@ int main(int argc, char **argv) {
 
   EvalOptions eval;
   CLI::App *ev = app.add_subcommand("eval", "run one shader's life cycle and print its results as JSON");
-  ev->add_option("SHADER", eval.shader, "an exported shader name")->required();
+  ev->add_option("SHADER", eval.shader, "an exported shader name (with --file: a shader instance of the scene)")
+      ->required();
+  ev->add_option("--file", eval.file, "a scene file: evaluate its shader instance SHADER where the camera looks");
+  ev->add_option("--pixel", eval.pixel, "with --file: the pixel X,Y (from the top-left; default: the centre)");
   ev->add_option("NAME=VALUE", eval.assignments, "parameters by their declared names");
   ev->add_option("--scene", eval.scene, "a scene record field, FIELD=VALUE (repeatable)");
   ev->add_flag("--no-scene", eval.no_scene, "the host has no scene record");
@@ -168,6 +249,11 @@ int main(int argc, char **argv) {
       std::fputs((list_json ? declarations_json(functions) : declarations_text(functions)).c_str(), stdout);
       return 0;
     }
+    if (!eval.file.empty()) {
+      const fs::path lib = library.empty() ? default_library() : fs::path(library);
+      return run_eval_file(eval, lib.parent_path());
+    }
+    if (!eval.pixel.empty()) throw UsageError("--pixel needs --file");
     return run_eval(eval);
   } catch (const UsageError &e) {
     std::fprintf(stderr, "tavo: %s\n", e.what());

@@ -37,6 +37,7 @@ enum {
     miRAY_LIGHT          = 4,
     miRAY_SHADOW         = 5,
     miRAY_ENVIRONMENT    = 6,
+    miRAY_PROBE          = 7,   /* the child state of mi_trace_probe: never shaded */
     miRAY_FINALGATHER    = 20,
     miRAY_LM_MESH        = 22
 };
@@ -52,14 +53,25 @@ enum {
 enum {
     miQ_NUM_TEXTURES     = 82,  /* out: miInteger, texture-coordinate vectors in the state */
     miQ_FUNC_USERPTR     = 51,  /* out: void **, the instance's user-pointer slot */
-    miQ_PIXEL_SAMPLE     = 116, /* out: four miIntegers */
+    miQ_PIXEL_SAMPLE     = 116, /* out: four miIntegers: pixel x, pixel y, sample, samples per pixel */
     miQ_FUNC_TLS_GETALL  = 127, /* out: void ** array, then (variadic) miInteger * count */
-    miQ_DECAL_PROJECTION = 140, /* out: miInteger */
-    miQ_ENVIRONMENT_MODE = 142  /* out: miInteger */
+    miQ_DECAL_PROJECTION = 140, /* out: miInteger, 1 when decals can be projected at the state */
+    miQ_ENVIRONMENT_MODE = 142  /* out: miInteger, 0 for what the camera sees, 1 for lighting lookups */
 };
 
-/* Lifetime handed to mi_shaderstate_set: the value lives as long as the sample. */
-enum { miSHADERSTATE_LIFETIME_SAMPLE = 2 };
+/* Lifetimes handed to mi_shaderstate_set. */
+enum {
+    miSHADERSTATE_LIFETIME_STATE  = 0, /* until the state it was set on is done */
+    miSHADERSTATE_LIFETIME_TILE   = 1, /* until the thread finishes its image tile */
+    miSHADERSTATE_LIFETIME_SAMPLE = 2  /* until the sample is done */
+};
+
+/* Kinds of mi_tri_vectors: the hit triangle's vertex data. */
+enum {
+    miTRI_NORMALS        = 'n', /* 110: vertex normals */
+    miTRI_POINTS         = 'p', /* 112: vertex positions */
+    miTRI_TEXTURES       = 't'  /* 116: texture vectors of one texture space */
+};
 
 /* ---- renderer records ---------------------------------------------------- */
 
@@ -121,7 +133,22 @@ struct miState {
     miFunction *shader;            /* the shader that is running */
     miInteger   thread;
     void       *renderer;          /* the renderer's own per-sample data */
+    /* appended */
+    miInteger   texture_spaces;    /* vectors at tex_list; shaders ask mi_query 82 */
 };
+
+/* Settings of an elliptical filtered texture lookup. Callers set the four
+ * named fields; the spare ones are never read. */
+typedef struct miTexfilter {
+    miScalar  eccmax;        /* largest major/minor axis ratio; below 1: no limit */
+    miScalar  max_minor;     /* most texels along the minor axis (picks the mip level) */
+    miScalar  circle_radius; /* smallest axis, in texels */
+    miBoolean bilinear;      /* blend two mip levels; bilinear fallback */
+    miScalar  spare[10];
+} miTexfilter;
+
+/* An image as the renderer keeps it; reached through mi_db_access. */
+typedef struct miImg_image miImg_image;
 
 /* ---- renderer operations ------------------------------------------------- */
 
@@ -132,6 +159,29 @@ void      mi_mem_int_release(const char *file, int line, void *block);
 miBoolean mi_call_shader(miColor *result, int type, miState *state, miTag shader);
 miBoolean mi_call_shader_x(miColor *result, int type, miState *state, miTag shader, void *arg);
 miScalar  mi_spline(miScalar t, int n, miScalar *control);
+
+/* database and images */
+void     *mi_db_access(miTag tag);
+void      mi_db_unpin(miTag tag);
+int       mi_img_get_width(const miImg_image *image);
+int       mi_img_get_height(const miImg_image *image);
+
+/* textures */
+miBoolean mi_lookup_color_texture(miColor *color, miState *state, miTag tex, miVector *coord);
+miBoolean mi_lookup_filter_color_texture(miColor *color, miState *state, miTag tex, miTexfilter *paras, miMatrix ST);
+miBoolean mi_texture_filter_project(miVector p[3], miVector t[3], miState *state, miScalar disc_r, miUint space);
+miBoolean mi_texture_filter_transform(miMatrix ST, miVector p[3], miVector t[3]);
+
+/* rays */
+miBoolean mi_trace_eye(miColor *result, miState *state, miVector *origin, miVector *direction);
+miBoolean mi_trace_reflection(miColor *result, miState *state, miVector *direction);
+miBoolean mi_trace_probe(miState *state, miVector *direction, miVector *origin);
+miBoolean mi_tri_vectors(miState *state, int which, int ntex, miVector **a, miVector **b, miVector **c);
+
+/* shader state and caches */
+void      mi_flush_cache(miState *state);
+miBoolean mi_shaderstate_set(miState *state, const char *key, void *value, int size, int lifetime);
+void     *mi_shaderstate_get(miState *state, const char *key, int *size);
 void      mi_warning(const char *format, ...) __attribute__((format(printf, 1, 2)));
 void      mi_error(const char *format, ...) __attribute__((format(printf, 1, 2)));
 

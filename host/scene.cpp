@@ -1,0 +1,261 @@
+#include "scene.h"
+
+#include <embree3/rtcore.h>
+
+#include <cmath>
+#include <limits>
+#include <string>
+
+#include "declarations.h"
+
+namespace tavo::host {
+
+Camera::Camera() {
+  // A 50 mm lens on 36 mm film, 640 by 480 pixels.
+  intrinsics.focal = 50.0f;
+  intrinsics.aperture = 36.0f;
+  intrinsics.aspect = 4.0f / 3.0f;
+  intrinsics.x_resolution = 640;
+  intrinsics.y_resolution = 480;
+}
+
+void Camera::aim(const miVector &direction, const miVector &up_hint) {
+  const miVector f = normalize(direction);
+  const miVector r = normalize(cross(f, up_hint));
+  if (length(f) == 0.0f || length(r) == 0.0f)
+    throw Error("the camera needs a direction and an up vector that are not parallel");
+  forward = f;
+  right = r;
+  up = cross(r, f);
+}
+
+void Camera::ray(double raster_x, double raster_y, miVector &origin, miVector &direction) const {
+  const double film_w = intrinsics.aperture, film_h = intrinsics.aperture / intrinsics.aspect;
+  const float fx = static_cast<float>((raster_x / intrinsics.x_resolution - 0.5) * film_w);
+  const float fy = static_cast<float>((0.5 - raster_y / intrinsics.y_resolution) * film_h);
+  if (intrinsics.orthographic) {
+    origin = position + right * fx + up * fy;
+    direction = forward;
+  } else {
+    origin = position;
+    direction = normalize(forward * intrinsics.focal + right * fx + up * fy);
+  }
+}
+
+bool Camera::to_raster(const miVector &point, double &raster_x, double &raster_y) const {
+  const miVector v = point - position;
+  double fx = dot(v, right), fy = dot(v, up);
+  if (!intrinsics.orthographic) {
+    const double z = dot(v, forward);
+    if (!(z > 0)) return false;
+    fx *= intrinsics.focal / z;
+    fy *= intrinsics.focal / z;
+  }
+  const double film_w = intrinsics.aperture, film_h = intrinsics.aperture / intrinsics.aspect;
+  raster_x = (fx / film_w + 0.5) * intrinsics.x_resolution;
+  raster_y = (0.5 - fy / film_h) * intrinsics.y_resolution;
+  return std::isfinite(raster_x) && std::isfinite(raster_y);
+}
+
+struct Scene::Rtc {
+  RTCDevice device = nullptr;
+  RTCScene scene = nullptr;
+  std::vector<const Object *> by_geometry;
+  std::string error;
+
+  ~Rtc() {
+    if (scene) rtcReleaseScene(scene);
+    if (device) rtcReleaseDevice(device);
+  }
+};
+
+miOptions default_options() {
+  miOptions options{};
+  options.trace = miTRUE;
+  options.reflection_depth = 2;
+  options.refraction_depth = 2;
+  options.trace_depth = 4;
+  return options;
+}
+
+Scene::Scene() : options(default_options()), rtc_(std::make_unique<Rtc>()) {}
+
+Scene::~Scene() = default;
+
+const Object &Scene::add(Object object) {
+  if (committed_) throw Error("objects cannot be added to a scene that is already built");
+  objects_.push_back(std::make_unique<Object>(std::move(object)));
+  return *objects_.back();
+}
+
+const Object *Scene::object_named(const std::string &name) const {
+  for (const auto &o : objects_)
+    if (o->name == name) return o.get();
+  return nullptr;
+}
+
+const Object *Scene::object_of(const void *pri) const {
+  if (!pri) return nullptr;
+  for (const auto &o : objects_)
+    if (o.get() == pri) return o.get();
+  return nullptr;
+}
+
+void Scene::commit() {
+  if (committed_) return;
+  Rtc &rtc = *rtc_;
+  rtc.device = rtcNewDevice(nullptr);
+  if (!rtc.device) throw Error("cannot start Embree: error " + std::to_string(rtcGetDeviceError(nullptr)));
+  rtcSetDeviceErrorFunction(
+      rtc.device,
+      [](void *user, RTCError code, const char *text) {
+        auto *self = static_cast<Rtc *>(user);
+        if (self->error.empty()) self->error = "Embree error " + std::to_string(code) + ": " + (text ? text : "");
+      },
+      &rtc);
+  rtc.scene = rtcNewScene(rtc.device);
+  for (const auto &object : objects_) {
+    RTCGeometry g;
+    if (object->shape == Object::Shape::Sphere) {
+      g = rtcNewGeometry(rtc.device, RTC_GEOMETRY_TYPE_SPHERE_POINT);
+      auto *v = static_cast<float *>(
+          rtcSetNewGeometryBuffer(g, RTC_BUFFER_TYPE_VERTEX, 0, RTC_FORMAT_FLOAT4, 4 * sizeof(float), 1));
+      v[0] = object->centre.x, v[1] = object->centre.y, v[2] = object->centre.z, v[3] = object->radius;
+    } else {
+      const std::size_t n = object->points.size();
+      g = rtcNewGeometry(rtc.device, RTC_GEOMETRY_TYPE_TRIANGLE);
+      auto *v = static_cast<float *>(
+          rtcSetNewGeometryBuffer(g, RTC_BUFFER_TYPE_VERTEX, 0, RTC_FORMAT_FLOAT3, 3 * sizeof(float), n));
+      auto *index = static_cast<unsigned *>(
+          rtcSetNewGeometryBuffer(g, RTC_BUFFER_TYPE_INDEX, 0, RTC_FORMAT_UINT3, 3 * sizeof(unsigned), n / 3));
+      for (std::size_t k = 0; k < n; ++k) {
+        v[3 * k] = object->points[k].x, v[3 * k + 1] = object->points[k].y, v[3 * k + 2] = object->points[k].z;
+        index[k] = static_cast<unsigned>(k);  // corners are stored triangle by triangle
+      }
+    }
+    rtcCommitGeometry(g);
+    const unsigned id = rtcAttachGeometry(rtc.scene, g);
+    rtcReleaseGeometry(g);
+    if (rtc.by_geometry.size() <= id) rtc.by_geometry.resize(id + 1, nullptr);
+    rtc.by_geometry[id] = object.get();
+  }
+  rtcCommitScene(rtc.scene);
+  if (!rtc.error.empty()) throw Error(rtc.error);
+  committed_ = true;
+}
+
+bool Scene::intersect(const miVector &origin, const miVector &direction, float t_near, float t_far,
+                      Hit &hit) const {
+  if (!committed_) return false;
+  RTCRayHit rh{};
+  rh.ray.org_x = origin.x, rh.ray.org_y = origin.y, rh.ray.org_z = origin.z;
+  rh.ray.dir_x = direction.x, rh.ray.dir_y = direction.y, rh.ray.dir_z = direction.z;
+  rh.ray.tnear = t_near;
+  rh.ray.tfar = t_far;
+  rh.ray.mask = ~0u;
+  rh.hit.geomID = RTC_INVALID_GEOMETRY_ID;
+  rh.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
+  RTCIntersectContext context;
+  rtcInitIntersectContext(&context);
+  rtcIntersect1(rtc_->scene, &context, &rh);
+  if (rh.hit.geomID == RTC_INVALID_GEOMETRY_ID || rh.hit.geomID >= rtc_->by_geometry.size()) return false;
+  hit.object = rtc_->by_geometry[rh.hit.geomID];
+  hit.distance = rh.ray.tfar;
+  if (hit.object->shape == Object::Shape::Sphere) {
+    const miVector point = origin + direction * hit.distance;
+    hit.triangle = hit.object->sphere_triangle(hit.object->sphere_uv(point), hit.bary);
+  } else {
+    hit.triangle = static_cast<int>(rh.hit.primID);
+    hit.bary[0] = 1.0f - rh.hit.u - rh.hit.v;
+    hit.bary[1] = rh.hit.u;
+    hit.bary[2] = rh.hit.v;
+  }
+  return true;
+}
+
+bool Scene::occluded(const miVector &origin, const miVector &direction, float t_near, float t_far) const {
+  if (!committed_) return false;
+  RTCRay ray{};
+  ray.org_x = origin.x, ray.org_y = origin.y, ray.org_z = origin.z;
+  ray.dir_x = direction.x, ray.dir_y = direction.y, ray.dir_z = direction.z;
+  ray.tnear = t_near;
+  ray.tfar = t_far;
+  ray.mask = ~0u;
+  RTCIntersectContext context;
+  rtcInitIntersectContext(&context);
+  rtcOccluded1(rtc_->scene, &context, &ray);
+  return ray.tfar < 0.0f;  // Embree marks a blocked ray with tfar = -inf
+}
+
+void Scene::fill_hit(miState &state, const miVector &origin, const miVector &direction, const Hit &hit,
+                     miVector *tex) const {
+  const Object &o = *hit.object;
+  state.dist = hit.distance;
+  state.point = origin + direction * hit.distance;
+  const std::size_t first = 3 * static_cast<std::size_t>(hit.triangle);
+  const float *b = hit.bary;
+  if (o.shape == Object::Shape::Sphere) {
+    const miVector radial = normalize(state.point - o.centre);
+    state.point = o.centre + radial * o.radius;  // on the surface, not a rounding error off it
+    state.normal_geom = radial;
+    state.normal = radial;
+  } else {
+    const miVector *p = &o.points[first];
+    state.normal_geom = normalize(cross(p[1] - p[0], p[2] - p[0]));
+    const miVector *n = &o.normals[first];
+    state.normal = normalize(n[0] * b[0] + n[1] * b[1] + n[2] * b[2]);
+    if (length(state.normal) == 0.0f) state.normal = state.normal_geom;
+  }
+  state.inv_normal = miFALSE;
+  if (dot(state.normal_geom, direction) > 0.0f) {  // the back of the surface: turn both towards the ray
+    state.normal_geom = state.normal_geom * -1.0f;
+    state.normal = state.normal * -1.0f;
+    state.inv_normal = miTRUE;
+  }
+  // -0 components (from cross products and turning) read as 0
+  state.normal = state.normal + miVector{0, 0, 0};
+  state.normal_geom = state.normal_geom + miVector{0, 0, 0};
+  state.dot_nd = dot(state.normal, direction);
+  state.instance = o.tag;
+  state.material = o.material;
+  state.pri = const_cast<Object *>(&o);
+  state.pri_idx = hit.triangle;
+  state.bary[0] = b[0], state.bary[1] = b[1], state.bary[2] = b[2], state.bary[3] = 0.0f;
+  state.tex_list = tex;
+  state.texture_spaces = std::min(o.texture_spaces(), kMaxTextureSpaces);
+  for (int s = 0; s < state.texture_spaces; ++s) {
+    if (o.shape == Object::Shape::Sphere) {
+      tex[s] = o.sphere_uv(state.point);
+      continue;
+    }
+    const miVector *t = &o.textures[s][first];
+    tex[s] = t[0] * b[0] + t[1] * b[1] + t[2] * b[2];
+  }
+}
+
+miColor Scene::direct_light(const miState &state) const {
+  miColor sum{0, 0, 0, 1};
+  const miVector n = normalize(state.normal);
+  const miVector lift = state.point + normalize(state.normal_geom) * kRayEpsilon;
+  for (const Light &light : lights) {
+    miVector to_light;
+    float distance = std::numeric_limits<float>::infinity();
+    if (light.kind == Light::Kind::Point) {
+      to_light = light.origin - state.point;
+      distance = length(to_light);
+      to_light = normalize(to_light);
+    } else {
+      to_light = normalize(light.direction * -1.0f);
+    }
+    const float cosine = dot(n, to_light);
+    if (!(cosine > 0.0f)) continue;
+    if (light.shadow && occluded(lift, to_light, 0.0f, distance * (1.0f - 1e-4f))) continue;
+    const float w = cosine * light.intensity;
+    sum.r += light.color.r * w;
+    sum.g += light.color.g * w;
+    sum.b += light.color.b * w;
+  }
+  return sum;
+}
+
+}  // namespace tavo::host

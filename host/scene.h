@@ -1,0 +1,107 @@
+// A scene as the renderer traces it: objects in an Embree scene, a camera,
+// render options, lights and an environment shader. Built once, then only
+// read, so any number of threads may trace and shade against it at once.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "frame/renderer.h"
+#include "geometry.h"
+
+namespace tavo::host {
+
+// The camera: where it stands and looks, and the image it makes. Raster
+// coordinates count pixels from the image's top-left corner, x to the right
+// and y downwards; pixel (X, Y) covers [X, X+1) x [Y, Y+1).
+struct Camera {
+  miCamera intrinsics{};  // focal, aperture (film width), aspect, resolution
+  miVector position{0, 0, 10};
+  miVector forward{0, 0, -1};
+  miVector up{0, 1, 0};
+  miVector right{1, 0, 0};
+
+  Camera();
+  // Points the camera along `direction`, keeping `up` as nearly up as it can.
+  // Raises Error when the two are parallel or zero.
+  void aim(const miVector &direction, const miVector &up_hint);
+  // The eye ray through a raster position.
+  void ray(double raster_x, double raster_y, miVector &origin, miVector &direction) const;
+  // The raster position a point projects to; false behind the camera.
+  bool to_raster(const miVector &point, double &raster_x, double &raster_y) const;
+};
+
+struct Light {
+  enum class Kind { Point, Directional };
+  miTag tag = 0;
+  std::string name;
+  Kind kind = Kind::Point;
+  miVector origin{};
+  miVector direction{0, -1, 0};  // where a directional light shines to
+  miColor color{1, 1, 1, 1};
+  float intensity = 1.0f;
+  bool shadow = true;
+};
+
+// Where a ray met an object.
+struct Hit {
+  const Object *object = nullptr;
+  int triangle = 0;
+  float distance = 0;
+  float bary[3] = {0, 0, 0};
+};
+
+class Scene {
+ public:
+  Scene();
+  ~Scene();
+  Scene(const Scene &) = delete;
+  Scene &operator=(const Scene &) = delete;
+
+  Camera camera;
+  miOptions options{};
+  miTag environment = 0;  // shader for rays that hit nothing; 0: transparent black
+  std::vector<Light> lights;
+
+  // Adds an object; the scene must not be committed yet. The object keeps its address.
+  const Object &add(Object object);
+  // Builds the ray-tracing structures; after this the scene is read-only.
+  void commit();
+  bool committed() const { return committed_; }
+
+  const std::vector<std::unique_ptr<Object>> &objects() const { return objects_; }
+  const Object *object_named(const std::string &name) const;
+  // The object behind a state's `pri`, or null when it is not one of this scene's.
+  const Object *object_of(const void *pri) const;
+
+  // The nearest hit along origin + t * direction for t in (t_near, t_far).
+  bool intersect(const miVector &origin, const miVector &direction, float t_near, float t_far, Hit &hit) const;
+  bool occluded(const miVector &origin, const miVector &direction, float t_near, float t_far) const;
+
+  // Writes a hit into a state: distance, point, normals (facing the ray, with
+  // `inv_normal` set when they were turned), instance, material, primitive,
+  // barycentrics and the texture vectors, into `tex` (room for kMaxTextureSpaces).
+  void fill_hit(miState &state, const miVector &origin, const miVector &direction, const Hit &hit,
+                miVector *tex) const;
+
+  // Light arriving at the state's point over its normal: the sum over the
+  // lights of colour x intensity x cos, without falloff, zero where a shadow
+  // ray finds an object in the way.
+  miColor direct_light(const miState &state) const;
+
+ private:
+  struct Rtc;
+  std::unique_ptr<Rtc> rtc_;
+  std::vector<std::unique_ptr<Object>> objects_;
+  bool committed_ = false;
+};
+
+// Ray tracing on, reflection and refraction depth 2, total depth 4.
+miOptions default_options();
+
+// A ray that leaves a surface starts this far out, so that it does not find
+// the surface it leaves.
+inline constexpr float kRayEpsilon = 1e-4f;
+
+}  // namespace tavo::host

@@ -1,0 +1,316 @@
+#include "shading.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+#include "renderer_core.h"
+#include "scene.h"
+#include "texture.h"
+
+namespace tavo::host {
+
+namespace {
+
+constexpr std::uint32_t kSampleMagic = 0x74617673;
+constexpr int kMaxValueSize = 1 << 20;
+
+bool finite(const miVector &v) { return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z); }
+
+// The scene a state is traced in: its sample's, or for a state the renderer
+// did not make, the renderer's current scene.
+const Scene *scene_of(const miState *state) {
+  if (const Sample *sample = Sample::of(state)) return sample->scene;
+  return Renderer::get().current_scene();
+}
+
+// A child state for states that belong to no sample, so that a shader that
+// reads `state->child` after a failed trace never reads through NULL.
+miState &orphan_child() {
+  thread_local miState child{};
+  thread_local miVector tex[kMaxTextureSpaces]{};
+  child = miState{};
+  child.type = miRAY_PROBE;
+  child.tex_list = tex;
+  return child;
+}
+
+// Sets up the child state of a trace from `parent`: a copy of the parent with
+// the new ray and no hit yet. Null when the sample's ray tree is full or the
+// parent belongs to no sample.
+miState *begin_child(miState *parent, int type, miVector origin, miVector direction, int &depth) {
+  Sample *sample = Sample::of(parent);
+  depth = depth_of(parent) + 1;
+  if (!sample || depth >= kMaxRayDepth) return nullptr;
+  miState &child = sample->child(depth);
+  miVector *tex = child.tex_list;
+  child = *parent;
+  child.type = type;
+  child.parent = parent;
+  child.child = nullptr;
+  child.org = origin;
+  child.dir = direction;
+  child.dist = 0.0f;
+  child.point = origin;
+  child.normal = child.normal_geom = miVector{0, 0, 0};
+  child.dot_nd = 0.0f;
+  child.inv_normal = miFALSE;
+  child.instance = child.material = 0;
+  child.pri = nullptr;
+  child.pri_idx = 0;
+  for (float &b : child.bary) b = 0.0f;
+  child.tex_list = tex;
+  child.texture_spaces = 0;
+  parent->child = &child;
+  return &child;
+}
+
+// Shades what a ray found: the hit object's material, or the scene's
+// environment on a miss. Values of the child's state lifetime end here.
+miBoolean shade(miColor *result, miState &child, bool hit, int depth) {
+  Renderer &renderer = Renderer::get();
+  Sample *sample = Sample::of(&child);
+  miBoolean returned;
+  if (hit) {
+    if (child.material) {
+      returned = renderer.shade_material(child.material, result, child);
+    } else {
+      *result = miColor{0, 0, 0, 1};  // an object without a material is black
+      returned = miTRUE;
+    }
+  } else if (sample->scene && sample->scene->environment) {
+    returned = call_shader(result, miSHADER_MATERIAL, &child, sample->scene->environment, nullptr);
+  } else {
+    *result = miColor{0, 0, 0, 0};
+    returned = miFALSE;
+  }
+  sample->end_state(depth);
+  return returned;
+}
+
+miBoolean trace_and_shade(miColor *result, miState *state, int type, miVector origin, miVector direction,
+                          float t_near) {
+  int depth = 0;
+  miState *child = begin_child(state, type, origin, direction, depth);
+  if (!child || !finite(origin) || !finite(direction) || length(direction) == 0.0f) {
+    *result = miColor{0, 0, 0, 0};
+    return miFALSE;
+  }
+  if (type == miRAY_REFLECT) ++child->reflection_level;
+  const Scene *scene = Sample::of(state)->scene;
+  Hit hit;
+  const bool found = scene && scene->intersect(origin, direction, t_near, std::numeric_limits<float>::infinity(), hit);
+  if (found) scene->fill_hit(*child, origin, direction, hit, child->tex_list);
+  return shade(result, *child, found, depth);
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------- sample
+
+Sample::Sample(const Scene *scene_) : scene(scene_), magic_(kSampleMagic) {}
+
+Sample::~Sample() { magic_ = 0; }
+
+Sample *Sample::of(const miState *state) {
+  if (!state || !state->renderer) return nullptr;
+  auto *sample = static_cast<Sample *>(state->renderer);
+  return sample->magic_ == kSampleMagic ? sample : nullptr;
+}
+
+bool Sample::set_value(const std::string &key, const void *value, int size, int lifetime, int depth) {
+  if (key.empty() || lifetime < miSHADERSTATE_LIFETIME_STATE || lifetime > miSHADERSTATE_LIFETIME_SAMPLE)
+    return false;
+  if (!value) {  // NULL removes the key
+    values_.erase(key);
+    return true;
+  }
+  if (size <= 0 || size > kMaxValueSize) return false;
+  Value &v = values_[key];
+  v.words.assign((static_cast<std::size_t>(size) + 7) / 8, 0);
+  std::memcpy(v.words.data(), value, static_cast<std::size_t>(size));
+  v.size = size;
+  v.lifetime = lifetime;
+  v.depth = depth;
+  return true;
+}
+
+void *Sample::value(const std::string &key, int *size) {
+  const auto it = values_.find(key);
+  if (size) *size = it == values_.end() ? 0 : it->second.size;
+  return it == values_.end() ? nullptr : it->second.words.data();
+}
+
+void Sample::end_state(int depth) {
+  std::erase_if(values_, [&](const auto &entry) {
+    return entry.second.lifetime == miSHADERSTATE_LIFETIME_STATE && entry.second.depth >= depth;
+  });
+}
+
+void Sample::end_sample() {
+  std::erase_if(values_, [](const auto &entry) { return entry.second.lifetime != miSHADERSTATE_LIFETIME_TILE; });
+}
+
+void Sample::end_tile() { values_.clear(); }
+
+miState &Sample::child(int depth) {
+  while (static_cast<int>(children_.size()) <= depth) children_.push_back(std::make_unique<Child>());
+  Child &c = *children_[depth];
+  c.state.tex_list = c.tex;
+  return c.state;
+}
+
+int depth_of(const miState *state) {
+  int depth = 0;
+  while (state && state->parent && depth < 4 * kMaxRayDepth) {
+    state = state->parent;
+    ++depth;
+  }
+  return depth;
+}
+
+// ---------------------------------------------------------------- shader calls
+
+miBoolean call_shader(miColor *result, int, miState *state, miTag shader, void *argument) {
+  if (!state) return miFALSE;
+  Renderer &renderer = Renderer::get();
+  const miTag function = renderer.shader_of(shader);
+  if (!function) {
+    renderer.message("error", "mi_call_shader: tag " + std::to_string(shader) + " is neither a shader nor a material");
+    return miFALSE;
+  }
+  renderer.ensure_initialized(function, *state);
+  return renderer.call(function, result, *state, argument);
+}
+
+// ---------------------------------------------------------------- rays
+
+miBoolean trace_eye(miColor *result, miState *state, miVector origin, miVector direction) {
+  if (!result || !state) return miFALSE;
+  return trace_and_shade(result, state, miRAY_EYE, origin, direction, 0.0f);
+}
+
+miBoolean trace_reflection(miColor *result, miState *state, miVector direction) {
+  if (!result || !state) return miFALSE;
+  const miOptions *options = state->options;
+  const bool allowed = options && options->trace && state->reflection_level < options->reflection_depth &&
+                       state->reflection_level + state->refraction_level < options->trace_depth;
+  if (!allowed) {
+    *result = miColor{0, 0, 0, 0};
+    return miFALSE;
+  }
+  // start clear of the surface, further out the further the point is from the origin
+  const float scale = std::max({1.0f, std::abs(state->point.x), std::abs(state->point.y), std::abs(state->point.z)});
+  return trace_and_shade(result, state, miRAY_REFLECT, state->point, direction, kRayEpsilon * scale);
+}
+
+miBoolean trace_probe(miState *state, miVector direction, miVector origin) {
+  if (!state) return miFALSE;
+  int depth = 0;
+  miState *child = begin_child(state, miRAY_PROBE, origin, direction, depth);
+  if (!child) {
+    miState &orphan = orphan_child();
+    orphan.parent = state;
+    orphan.org = orphan.point = origin;
+    orphan.dir = direction;
+    state->child = &orphan;
+    return miFALSE;
+  }
+  const Scene *scene = Sample::of(state)->scene;
+  if (!scene || !finite(origin) || !finite(direction) || length(direction) == 0.0f) return miFALSE;
+  Hit hit;
+  if (!scene->intersect(origin, direction, 0.0f, std::numeric_limits<float>::infinity(), hit)) return miFALSE;
+  scene->fill_hit(*child, origin, direction, hit, child->tex_list);
+  return miTRUE;
+}
+
+miBoolean tri_vectors(miState *state, int which, int space, miVector **a, miVector **b, miVector **c) {
+  if (!state || !a || !b || !c) return miFALSE;
+  const Scene *scene = scene_of(state);
+  const Object *object = scene ? scene->object_of(state->pri) : nullptr;
+  if (!object || state->pri_idx < 0 || state->pri_idx >= object->triangles()) return miFALSE;
+  const std::vector<miVector> *list = nullptr;
+  if (which == miTRI_POINTS) list = &object->points;
+  else if (which == miTRI_NORMALS) list = &object->normals;
+  else if (which == miTRI_TEXTURES && space >= 0 && space < object->texture_spaces()) list = &object->textures[space];
+  if (!list) return miFALSE;
+  auto *first = const_cast<miVector *>(&(*list)[3 * static_cast<std::size_t>(state->pri_idx)]);
+  *a = first;
+  *b = first + 1;
+  *c = first + 2;
+  return miTRUE;
+}
+
+// ---------------------------------------------------------------- textures
+
+miBoolean lookup_color_texture(miColor *color, miState *, miTag texture, const miVector *coord) {
+  const Image *image = Renderer::get().texture(texture);
+  if (!color || !coord || !image || !std::isfinite(coord->x) || !std::isfinite(coord->y)) return miFALSE;
+  *color = image->bilinear(0, coord->x, coord->y);
+  return miTRUE;
+}
+
+miBoolean lookup_filter_color_texture(miColor *color, miState *, miTag texture, const miTexfilter *settings,
+                                      const miScalar *st) {
+  const Image *image = Renderer::get().texture(texture);
+  if (!color || !settings || !st || !image) return miFALSE;
+  miColor out;
+  if (!image->filtered(*settings, st[8], st[9], st[0], st[1], st[4], st[5], out)) return miFALSE;
+  *color = out;
+  return miTRUE;
+}
+
+// Projects the disc of radius disc_r pixels around the state's point on the
+// image onto the tangent plane: p[0] is the point itself, p[1] and p[2] lie
+// where the camera rays through the raster positions disc_r to the right of
+// and below it meet the plane; t[] are their texture vectors in `space`.
+miBoolean texture_filter_project(miVector p[3], miVector t[3], miState *state, miScalar disc_r, miUint space) {
+  if (!p || !t || !state || !(disc_r > 0.0f) || !std::isfinite(disc_r)) return miFALSE;
+  const Scene *scene = scene_of(state);
+  const Object *object = scene ? scene->object_of(state->pri) : nullptr;
+  if (!object || space >= static_cast<miUint>(object->texture_spaces())) return miFALSE;
+  const miVector centre = state->point;
+  const miVector plane = normalize(state->normal_geom);
+  if (length(plane) == 0.0f || !finite(centre)) return miFALSE;
+  double x = 0, y = 0;
+  if (!scene->camera.to_raster(centre, x, y)) return miFALSE;
+  miVector points[3] = {centre, centre, centre};
+  const double offsets[2][2] = {{disc_r, 0.0}, {0.0, disc_r}};
+  for (int k = 0; k < 2; ++k) {
+    miVector origin, direction;
+    scene->camera.ray(x + offsets[k][0], y + offsets[k][1], origin, direction);
+    const double facing = dot(direction, plane);
+    if (std::abs(facing) < 1e-9) return miFALSE;  // the ray runs along the plane
+    const double along = dot(centre - origin, plane) / facing;
+    if (!(along > 0)) return miFALSE;
+    points[k + 1] = origin + direction * static_cast<float>(along);
+  }
+  miVector tex[3];
+  for (int k = 0; k < 3; ++k)
+    if (!object->texture_at(state->pri_idx, centre, static_cast<int>(space), points[k], tex[k])) return miFALSE;
+  for (int k = 0; k < 3; ++k) p[k] = points[k], t[k] = tex[k];
+  return miTRUE;
+}
+
+// ST maps filter space to texture space: a texture point is (x, y, 1, 0) . ST,
+// so rows 0 and 1 are the ellipse's two conjugate semi-axes (the texture
+// steps from t[0] to t[1] and to t[2]) and row 2 is its centre, t[0].
+miBoolean texture_filter_transform(miScalar *st, const miVector p[3], const miVector t[3]) {
+  if (!st || !p || !t) return miFALSE;
+  for (int k = 0; k < 3; ++k)
+    if (!finite(p[k]) || !finite(t[k])) return miFALSE;
+  if (length(cross(p[1] - p[0], p[2] - p[0])) == 0.0f) return miFALSE;  // the points span no disc
+  const double ax = t[1].x - t[0].x, ay = t[1].y - t[0].y;
+  const double bx = t[2].x - t[0].x, by = t[2].y - t[0].y;
+  const double det = ax * by - ay * bx;
+  if (!(std::abs(det) > 1e-12 * (ax * ax + ay * ay + bx * bx + by * by))) return miFALSE;
+  for (int k = 0; k < 16; ++k) st[k] = 0.0f;
+  st[0] = static_cast<float>(ax), st[1] = static_cast<float>(ay);
+  st[4] = static_cast<float>(bx), st[5] = static_cast<float>(by);
+  st[8] = t[0].x, st[9] = t[0].y, st[10] = 1.0f;
+  st[15] = 1.0f;
+  return miTRUE;
+}
+
+}  // namespace tavo::host

@@ -1,0 +1,97 @@
+// Shading one sample: the renderer's per-sample record that every state of
+// the sample points at (`state->renderer`), with the child states that traces
+// fill, the shader-state values and the pixel the sample belongs to; and the
+// renderer operations that trace, call shaders and look up textures. A sample
+// belongs to one thread, so none of this takes a lock.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "frame/renderer.h"
+#include "geometry.h"
+
+namespace tavo::host {
+
+class Scene;
+
+// How deep a tree of traced rays may grow below the sample's first state.
+inline constexpr int kMaxRayDepth = 32;
+
+class Sample {
+ public:
+  explicit Sample(const Scene *scene = nullptr);
+  ~Sample();
+  Sample(const Sample &) = delete;
+  Sample &operator=(const Sample &) = delete;
+
+  // The sample a state belongs to; null for a state the renderer did not make.
+  static Sample *of(const miState *state);
+
+  const Scene *scene = nullptr;
+
+  // The pixel of the image the sample is taken for (mi_query 116); none for
+  // samples that are not taken through the camera.
+  bool has_pixel = false;
+  int pixel_x = -1;
+  int pixel_y = -1;
+  int sample_index = 0;
+  int samples_per_pixel = 1;
+
+  // How often a shader flushed the caches during this sample (mi_flush_cache).
+  int flushes = 0;
+
+  // Shader-state values: a copy of each value under its key.
+  bool set_value(const std::string &key, const void *value, int size, int lifetime, int depth);
+  void *value(const std::string &key, int *size);
+  std::size_t value_count() const { return values_.size(); }
+  void end_state(int depth);  // drops state-lifetime values set at `depth` or deeper
+  void end_sample();          // drops everything but tile-lifetime values
+  void end_tile();            // drops everything
+
+  // The child state at `depth` below the sample's first state, with room for
+  // its texture vectors. Stays put until the sample is destroyed.
+  miState &child(int depth);
+
+ private:
+  struct Value {
+    std::vector<std::uint64_t> words;  // 8-byte aligned copy of the value
+    int size = 0;
+    int lifetime = 0;
+    int depth = 0;
+  };
+  struct Child {
+    miState state{};
+    miVector tex[kMaxTextureSpaces]{};
+  };
+
+  std::uint32_t magic_;
+  std::map<std::string, Value> values_;
+  std::vector<std::unique_ptr<Child>> children_;
+};
+
+// The number of states above `state` (0 for the first state of a sample).
+int depth_of(const miState *state);
+
+// --- renderer operations, as operations.cpp exports them
+miBoolean call_shader(miColor *result, int type, miState *state, miTag shader, void *argument);
+// Rays are taken by value: callers may pass fields of the very child state a trace rewrites.
+miBoolean trace_eye(miColor *result, miState *state, miVector origin, miVector direction);
+miBoolean trace_reflection(miColor *result, miState *state, miVector direction);
+miBoolean trace_probe(miState *state, miVector direction, miVector origin);
+miBoolean tri_vectors(miState *state, int which, int space, miVector **a, miVector **b, miVector **c);
+miBoolean lookup_color_texture(miColor *color, miState *state, miTag texture, const miVector *coord);
+miBoolean lookup_filter_color_texture(miColor *color, miState *state, miTag texture, const miTexfilter *settings,
+                                      const miScalar *st);
+miBoolean texture_filter_project(miVector p[3], miVector t[3], miState *state, miScalar disc_r, miUint space);
+miBoolean texture_filter_transform(miScalar *st, const miVector p[3], const miVector t[3]);
+
+}  // namespace tavo::host
+
+// The reference host's own operation for its helper material: the light
+// arriving at the state's point (Scene::direct_light). False, with black,
+// where the state is traced in no scene.
+extern "C" miBoolean tavo_host_direct_light(miColor *light, miState *state);

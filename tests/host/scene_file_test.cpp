@@ -1,0 +1,183 @@
+// Scene files: every statement read into the renderer, parameter values of
+// every shape, connections, and the error a malformed file gets.
+#include <cstring>
+
+#include "scene_fixture.h"
+
+namespace tavo::test {
+namespace {
+
+struct ArrayResult {
+  miScalar sum;
+  miInteger count;
+  miInteger ids;
+  miColor tint;
+  miScalar tail;
+};
+
+class SceneFiles : public SceneTest {
+ protected:
+  // The message a malformed scene gets, or "no error".
+  static std::string error_of(const std::string &text, const std::string &file = "scene.mi") {
+    try {
+      host::parse_scene(text, file, {});
+    } catch (const host::Error &e) {
+      return e.what();
+    }
+    return "no error";
+  }
+};
+
+TEST_F(SceneFiles, ParametersTakeLiteralsArraysStructsAndConnections) {
+  const std::string text = std::string("link \"") + TAVO_TEST_SHADERS + "\"\n$include \"" + TAVO_TEST_DECLARATIONS +
+                           R"("
+    shader "src" "test_source" ( "s" 0.5, "c" 0.1 0.2 0.3 0.4, "i" 11 )
+    shader "arr" "test_arrays" (
+        "bias" = "src.i",
+        "values" [ 1, 2, 4 ],
+        "items" [ { "id" 3 }, { "id" 5, "tint" = "src.c" } ],
+        "tail" = "src.s"
+    )
+  )";
+  const host::LoadedScene loaded = load(text);
+  EXPECT_EQ(loaded.instances, (std::vector<miTag>{tag("src"), tag("arr")}));
+  const auto calls = renderer().run(tag("arr"), {miRAY_EYE});
+  ArrayResult r;
+  std::memcpy(&r, calls[0].result.data(), sizeof r);
+  EXPECT_EQ(r.sum, 7.0f);
+  EXPECT_EQ(r.count, 3 + 11);
+  EXPECT_EQ(r.ids, 35);
+  expect_near(r.tint, {0.6f, 0.7f, 0.8f, 0.9f}, 1e-6f, "default tint plus the connected one");
+  EXPECT_EQ(r.tail, 0.5f);
+  EXPECT_EQ(renderer().held_bytes(), 0u);
+}
+
+TEST_F(SceneFiles, EveryStatementReachesTheRendererOrTheScene) {
+  write_file("grey.pgm", "P2\n2 1\n255\n0 255\n");
+  write_file("quad.obj", "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nvt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\nf 1/1 2/2 3/3 4/4\n");
+  const std::string fragment = write_file("fragment.mi", R"(shader "shared" "tavo_host_constant" ( "color" 1 0 0 ))");
+  const std::string scene_path = write_file("scene.mi", "");
+  const host::LoadedScene loaded = host::parse_scene(R"(
+    link "tavohelpers.so"             # found in the search path
+    $include "tavohelpers.mi"         # already read: skipped
+    $include "fragment.mi"            # a scene fragment beside this file
+    color filter texture "grey" "grey.pgm"
+    shader "look" "tavo_host_texture" ( "texture" "grey", "coord" 0.75 0.5 0 )
+    material "paint" = "look" end material
+    material "inline" "tavo_host_material" ( "color" = "shared" ) end material
+    light "lamp" point origin 1 2 3 color 1 0.5 0.25 intensity 2 shadow off end light
+    light "sun" directional direction 0 -1 0 end light
+    object "ball" sphere centre 0 1 0 radius 0.5 segments 12 6 material "paint" end object
+    object "floor" plane origin -1 0 1 u 2 0 0 v 0 0 -2 material "inline" end object
+    object "crate" box min 2 0 0 max 3 2 3 end object
+    object "quad" mesh "quad.obj" scale 2 translate 0 0 -5 end object
+    camera "cam"
+        resolution 200 100
+        aperture 20
+        focal 40
+        position 0 1 8
+        look_at 0 1 0
+        environment = "shared"
+    end camera
+    options "opts"
+        trace off
+        trace depth 3 1 5
+        host "unit_scale" 0.0254
+        host "area_shadow_samples" 16
+    end options
+  )",
+                                                     scene_path, {std::filesystem::path(TAVO_HELPERS).parent_path()});
+  const host::Scene &scene = *loaded.scene;
+  ASSERT_TRUE(scene.committed());
+  ASSERT_EQ(scene.objects().size(), 4u);
+  EXPECT_EQ(scene.object_named("ball")->material, tag("paint"));
+  EXPECT_EQ(scene.object_named("crate")->material, 0u);
+  EXPECT_EQ(scene.object_named("quad")->triangles(), 2);
+  expect_near(scene.object_named("quad")->points[1], {2, 0, -5}, 0, "scaled, then moved");
+  ASSERT_EQ(scene.lights.size(), 2u);
+  EXPECT_EQ(scene.lights[0].intensity, 2.0f);
+  EXPECT_FALSE(scene.lights[0].shadow);
+  EXPECT_EQ(scene.lights[1].kind, host::Light::Kind::Directional);
+  EXPECT_EQ(scene.camera.intrinsics.x_resolution, 200);
+  EXPECT_EQ(scene.camera.intrinsics.aspect, 2.0f);  // from the resolution
+  EXPECT_EQ(scene.camera.intrinsics.focal, 40.0f);
+  expect_near(scene.camera.forward, {0, 0, -1}, 1e-7f, "looks at (0, 1, 0)");
+  EXPECT_EQ(scene.environment, tag("shared"));
+  EXPECT_EQ(scene.options.trace, miFALSE);
+  EXPECT_EQ(scene.options.refraction_depth, 1);
+  ASSERT_TRUE(loaded.record);
+  EXPECT_EQ(loaded.record->unit_scale, 0.0254f);
+  EXPECT_EQ(loaded.record->area_shadow_samples, 16);
+  EXPECT_EQ(renderer().material(tag("paint"))->shader, tag("look"));
+  EXPECT_NE(renderer().texture(tag("grey")), nullptr);
+
+  // the material shades at what the camera sees: the ball, grey texel 1 of 2
+  renderer().set_current_scene(loaded.scene);
+  host::ShadingState s;
+  ASSERT_TRUE(host::aim_at_pixel(s, scene, 100, 50));
+  EXPECT_EQ(s.state.instance, tag("ball"));
+  miColor out{};
+  ASSERT_TRUE(CallMaterial(&out, &s.state, tag("paint"), 0));
+  expect_near(out, {1, 1, 1, 1}, 0, "the right-hand texel");
+}
+
+TEST_F(SceneFiles, MalformedFilesNameTheFileTheLineAndWhatWasExpected) {
+  const std::pair<const char *, const char *> cases[] = {
+      {"frobnicate", "scene.mi:1: expected a statement (link, $include, shader, color texture, material, light, "
+                     "object, camera or options), found 'frobnicate'"},
+      {"shader \"a\" \"tavo_host_constant\" ( \"color\" 1 1 )",
+       "scene.mi:1: \"color\": expected a colour: r,g,b or r,g,b,a"},
+      {"shader \"a\" \"nope\" ( )", "scene.mi:1: unknown shader \"nope\" (is its declarations file included?)"},
+      {"\nshader \"a\" \"tavo_host_constant\" ( \"colour\" 1 1 1 )",
+       "scene.mi:2: shader \"tavo_host_constant\" has no parameter \"colour\""},
+      {"shader \"a\" \"tavo_host_constant\" (\n  \"color\" 1 1 1\n  \"x\" )", "scene.mi:3: expected ')', found \"x\""},
+      {"shader \"a\" \"tavo_host_checker\" ( \"coord\" = \"uv\" )", "scene.mi:1: nothing is named \"uv\" (yet)"},
+      {"shader \"k\" \"tavo_host_constant\" ( )\nshader \"t\" \"tavo_host_texture\" ( \"texture\" \"k\" )",
+       "scene.mi:2: expected a texture, but \"k\" is a shader (defined at scene.mi:1)"},
+      {"shader \"uv\" \"tavo_host_coord\" ( )\nshader \"k\" \"tavo_host_constant\" ( \"color\" = \"uv\" )",
+       "scene.mi:2: shader \"k\": parameter 'color' of tavo_host_constant: cannot connect a color parameter to a "
+       "vector result of tavo_host_coord"},
+      {"shader \"k\" \"tavo_host_constant\" ( )\n\nlight \"k\" end light", "scene.mi:3: \"k\" is already defined at scene.mi:1"},
+      {"object \"o\" sphere radius -1 end object", "scene.mi:1: object \"o\": a sphere needs a positive radius"},
+      {"object \"o\"\n  box\n  radius 2\nend object", "scene.mi:3: 'radius' is not a setting of this shape of object \"o\""},
+      {"object \"o\"\n  sphere\n", "scene.mi:3: expected a shape (sphere, plane, box, mesh), one of its settings, "
+                                   "material or 'end', found end of file"},
+      {"object \"o\" end object", "scene.mi:1: object \"o\" needs a shape: sphere, plane, box or mesh"},
+      {"object \"o\" plane u 1 0 0 v 2 0 0 end object",
+       "scene.mi:1: object \"o\": a parallelogram needs two edges that are not parallel"},
+      {"color texture \"t\" \"missing.png\"", "scene.mi:1: cannot read the image \"missing.png\": no such file"},
+      {"object \"m\" mesh \"missing.obj\" end object", "scene.mi:1: object \"m\": missing.obj: cannot open the mesh file"},
+      {"camera \"a\" end camera\ncamera \"b\" end camera", "scene.mi:2: a scene has one camera; the first is at scene.mi:1"},
+      {"camera \"a\" up 0 0 -1 end camera", "scene.mi:1: the camera needs a direction and an up vector that are not parallel"},
+      {"camera \"a\" resolution 0 10 end camera", "scene.mi:1: the resolution must be at least 1 by 1"},
+      {"options \"o\" trace maybe end options", "scene.mi:1: expected on or off, found 'maybe'"},
+      {"options \"o\" host \"unit\" 1 end options",
+       "scene.mi:1: unknown scene record field \"unit\" (scene_flag, passthrough_value, unit_scale, "
+       "blurred_reflection_multiplier, blurred_refraction_multiplier, area_shadow_samples)"},
+      {"shader \"a\" \"tavo_host_constant\" ( \"color\" 1 1 1 )\nmaterial \"m\" = \"a\" \"x\"",
+       "scene.mi:2: expected 'end', found \"x\""},
+      {"$include \"nothere.mi\"", "scene.mi:1: cannot open \"nothere.mi\""},
+      {"shader \"a\" \"tavo_host_constant\" ( \"color\" 1 1 1 )\n\"oops", "scene.mi:2: unterminated string"},
+  };
+  for (const auto &[text, error] : cases) {
+    renderer().reset();
+    renderer().load_library(TAVO_HELPERS, TAVO_HELPER_DECLARATIONS);
+    EXPECT_EQ(error_of(text), error) << text;
+  }
+}
+
+TEST_F(SceneFiles, ErrorsInFilesItNamesNameThoseFiles) {
+  const std::string obj = write_file("bad.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 9\n");
+  EXPECT_EQ(error_of("object \"m\"\n  mesh \"" + obj + "\"\nend object"),
+            "scene.mi:2: object \"m\": " + obj + ":4: vertex index 9 is out of range (3 in the file)");
+  const std::string decls = write_file("bad.mi", "declare shader color \"x\" (\n  colr \"c\"\n) end declare\n");
+  EXPECT_EQ(error_of("$include \"" + decls + "\""), decls + ":2: expected a type, found 'colr'");
+  const std::string loop = write_file("loop.mi", "");
+  std::ofstream(loop) << "$include \"" << loop << "\"\n";
+  EXPECT_EQ(error_of("$include \"" + loop + "\""), loop + ":1: files include each other more than 16 deep");
+  EXPECT_NE(error_of("link \"nothere.so\"").find("scene.mi:1: nothere.so: cannot load the shader library: "),
+            std::string::npos);
+}
+
+}  // namespace
+}  // namespace tavo::test

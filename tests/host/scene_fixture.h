@@ -1,0 +1,66 @@
+// Tests of the reference host as a renderer: scenes, rays, textures and
+// shader calls, with the host's own helper shaders loaded beside the library.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "host_fixture.h"
+#include "pixel.h"
+#include "scene.h"
+#include "scene_file.h"
+#include "shading.h"
+#include "texture.h"
+
+namespace tavo::test {
+
+using host::operator+;
+using host::operator-;
+using host::operator*;
+
+class SceneTest : public HostTest {
+ protected:
+  void SetUp() override {
+    HostTest::SetUp();
+    renderer().load_library(TAVO_HELPERS, TAVO_HELPER_DECLARATIONS);
+  }
+
+  // Reads a scene from text and makes it the one that traces answer from.
+  static host::LoadedScene load(const std::string &text, const std::string &file = "scene.mi") {
+    host::LoadedScene loaded = host::parse_scene(text, file, {});
+    renderer().set_current_scene(loaded.scene);
+    return loaded;
+  }
+
+  static miTag tag(const std::string &name) { return renderer().named(name); }
+
+  // A file in a directory of the test's own (ctest runs tests side by side),
+  // for images and meshes.
+  static std::string write_file(const std::string &name, const std::string &text) {
+    const std::filesystem::path dir = std::filesystem::path(::testing::TempDir()) / "tavo_host_tests" /
+                                      ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    std::filesystem::create_directories(dir);
+    const std::string path = (dir / name).string();
+    std::ofstream(path) << text;
+    return path;
+  }
+};
+
+inline void expect_near(const miVector &got, const miVector &want, float tolerance, const char *what) {
+  EXPECT_NEAR(got.x, want.x, tolerance) << what;
+  EXPECT_NEAR(got.y, want.y, tolerance) << what;
+  EXPECT_NEAR(got.z, want.z, tolerance) << what;
+}
+
+inline void expect_near(const miColor &got, const miColor &want, float tolerance, const char *what) {
+  EXPECT_NEAR(got.r, want.r, tolerance) << what;
+  EXPECT_NEAR(got.g, want.g, tolerance) << what;
+  EXPECT_NEAR(got.b, want.b, tolerance) << what;
+  EXPECT_NEAR(got.a, want.a, tolerance) << what;
+}
+
+}  // namespace tavo::test

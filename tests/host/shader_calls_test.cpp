@@ -1,0 +1,233 @@
+// Shaders calling shaders through the host: mi_call_shader with its extra
+// argument, connections that follow the state, materials, eye and reflection
+// traces with their environment, shader-state values and the queries that
+// describe a state.
+#include <tbb/parallel_for.h>
+
+#include <atomic>
+
+#include "scene_fixture.h"
+
+namespace tavo::test {
+namespace {
+
+class ShaderCalls : public SceneTest {};
+
+// A floor with a checker on its texture coordinate, a mirror ball over it,
+// and a sky.
+constexpr const char *kNetwork = R"(
+  shader "uv" "tavo_host_coord" ( "space" 0 )
+  shader "squares" "tavo_host_checker" ( "coord" = "uv", "color_a" 1 1 1, "color_b" 0 0 0, "frequency" 2 )
+  material "floor" "tavo_host_material" ( "color" = "squares" ) end material
+  material "mirror" "tavo_host_material" ( "color" 0 0 0, "reflect" 1 ) end material
+  shader "sky" "tavo_host_constant" ( "color" 0.2 0.4 0.8 0.5 )
+  object "ground" plane origin -4 0 4 u 8 0 0 v 0 0 -8 material "floor" end object
+  object "ball" sphere centre 0 3 0 radius 1 material "mirror" end object
+  camera "c" position 0 1 10 direction 0 0 -1 environment = "sky" end camera
+)";
+
+TEST_F(ShaderCalls, TheExtraArgumentReachesTheShaderForEveryType) {
+  load(R"(
+    shader "remap" "tavo_host_coord" ( "remap" on, "scale" 2 2 2, "offset" 0 0 1 )
+    shader "plain" "tavo_host_coord" ( "scale" 2 2 2 )
+  )");
+  host::ShadingState s;
+  s.tex_list[0] = {0.25f, 0.5f, 0};
+  for (const int type : {miSHADER_MATERIAL, miSHADER_TEXTURE, miSHADER_LIGHTMAP}) {
+    miVector argument{1, 2, 3};
+    miColor out{};  // a vector result fills the first three channels
+    EXPECT_TRUE(mi_call_shader_x(&out, type, &s.state, tag("remap"), &argument)) << type;
+    expect_near(miVector{out.r, out.g, out.b}, {2, 4, 7}, 0, "remapped argument");
+    EXPECT_TRUE(mi_call_shader_x(&out, type, &s.state, tag("remap"), nullptr)) << type;
+    expect_near(miVector{out.r, out.g, out.b}, {0.5f, 1, 1}, 0, "no argument: the state's coordinate");
+    EXPECT_TRUE(mi_call_shader(&out, type, &s.state, tag("plain"))) << type;
+    expect_near(miVector{out.r, out.g, out.b}, {0.5f, 1, 0}, 0, "without remap the argument is ignored");
+  }
+  miColor out{};
+  EXPECT_FALSE(mi_call_shader(&out, miSHADER_TEXTURE, &s.state, 4242));
+  ASSERT_EQ(renderer().messages().size(), 1u);
+  EXPECT_EQ(renderer().messages()[0].text, "mi_call_shader: tag 4242 is neither a shader nor a material");
+}
+
+TEST_F(ShaderCalls, ConnectionsEvaluatePerCallAndFollowTheState) {
+  load(kNetwork);
+  host::ShadingState s;
+  miColor out{};
+  s.tex_list[0] = {0.1f, 0.1f, 0};
+  ASSERT_TRUE(mi_call_shader(&out, miSHADER_TEXTURE, &s.state, tag("squares")));
+  EXPECT_EQ(out.r, 1.0f);
+  s.tex_list[0] = {0.6f, 0.1f, 0};  // the next square along x
+  ASSERT_TRUE(mi_call_shader(&out, miSHADER_TEXTURE, &s.state, tag("squares")));
+  EXPECT_EQ(out.r, 0.0f);
+  // through a material: the connection reads the state the material is shaded at
+  s.tex_list[0] = {0.6f, 0.6f, 0};
+  ASSERT_TRUE(CallMaterial(&out, &s.state, tag("floor"), 0));
+  EXPECT_EQ(out.r, 1.0f);
+  EXPECT_EQ(s.state.material, 0u);  // named the material only while it ran
+  s.state.texture_spaces = 0;       // nothing to read: the coordinate shader fails, the checker sees (0, 0)
+  ASSERT_TRUE(CallMaterial(&out, &s.state, tag("floor"), 0));
+  EXPECT_EQ(out.r, 1.0f);
+}
+
+TEST_F(ShaderCalls, InstancesFirstCalledWhileShadingAreInitialisedOnceAndExited) {
+  renderer().load_library(TAVO_TEST_SHADERS, TAVO_TEST_DECLARATIONS);
+  const miTag counter = renderer().create_instance("test_exit_plain", {value("value", {"9"})});
+  host::ShadingState s;
+  miColor out{};
+  for (int k = 0; k < 3; ++k) {
+    ASSERT_TRUE(mi_call_shader(&out, miSHADER_TEXTURE, &s.state, counter));
+    miInteger v;
+    std::memcpy(&v, &out, sizeof v);
+    EXPECT_EQ(v, 9);
+  }
+  EXPECT_EQ(renderer().held_bytes(counter), sizeof(miInteger));  // one record
+  renderer().exit_all(s.state);
+  EXPECT_EQ(renderer().held_bytes(), 0u);
+}
+
+TEST_F(ShaderCalls, EyeRaysShadeWhatTheyHitAndTheEnvironmentOnAMiss) {
+  load(kNetwork);
+  host::ShadingState s;
+  miColor out{};
+  miVector origin{0.3f, 5, 0.3f}, down{0, -1, 0}, up{0, 1, 0};
+  ASSERT_TRUE(mi_trace_eye(&out, &s.state, &origin, &down));  // over the ball: the mirror sees the sky above it
+  expect_near(out, {0.2f, 0.4f, 0.8f, 1}, 1e-6f, "mirror");
+  ASSERT_NE(s.state.child, nullptr);
+  EXPECT_EQ(s.state.child->instance, tag("ball"));
+  EXPECT_EQ(s.state.child->material, tag("mirror"));
+  EXPECT_EQ(s.state.child->child->type, miRAY_REFLECT);
+  EXPECT_EQ(s.state.child->child->reflection_level, 1);
+  ASSERT_TRUE(mi_trace_eye(&out, &s.state, &origin, &up));
+  expect_near(out, {0.2f, 0.4f, 0.8f, 0.5f}, 0, "sky");
+  miVector beside{3, 1, 3};
+  ASSERT_TRUE(mi_trace_eye(&out, &s.state, &beside, &down));  // the floor at (3, 3) of 8: texture (0.875, 0.125)
+  expect_near(out, {0, 0, 0, 1}, 0, "a black square");
+  EXPECT_EQ(s.state.reflection_level, 0);
+
+  renderer().current_scene()->environment = 0;
+  EXPECT_FALSE(mi_trace_eye(&out, &s.state, &origin, &up));
+  expect_near(out, {0, 0, 0, 0}, 0, "no environment");
+}
+
+TEST_F(ShaderCalls, ReflectionsStopAtTheTraceDepthAndWhenTracingIsOff) {
+  load(kNetwork);
+  host::ShadingState s;
+  miColor out{1, 1, 1, 1};
+  miVector up{0, 1, 0};
+  s.state.reflection_level = s.options.reflection_depth;
+  EXPECT_FALSE(mi_trace_reflection(&out, &s.state, &up));
+  s.state.reflection_level = 0;
+  s.options.trace = miFALSE;
+  EXPECT_FALSE(mi_trace_reflection(&out, &s.state, &up));
+  s.options.trace = miTRUE;
+  s.state.point = {0, 5, 0};
+  EXPECT_TRUE(mi_trace_reflection(&out, &s.state, &up));
+  expect_near(out, {0.2f, 0.4f, 0.8f, 0.5f}, 0, "sky above");
+}
+
+TEST_F(ShaderCalls, ShaderStateValuesLiveAsLongAsTheyAsk) {
+  host::ShadingState s;
+  const double pair[2] = {1.5, -2.5};
+  ASSERT_TRUE(mi_shaderstate_set(&s.state, "pair", const_cast<double *>(pair), sizeof pair, miSHADERSTATE_LIFETIME_SAMPLE));
+  int size = 0;
+  const auto *got = static_cast<const double *>(mi_shaderstate_get(&s.state, "pair", &size));
+  ASSERT_NE(got, nullptr);
+  EXPECT_EQ(size, 16);
+  EXPECT_EQ(got[1], -2.5);
+  EXPECT_NE(static_cast<const void *>(got), static_cast<const void *>(pair));  // a copy
+
+  // the child of a trace shares the sample's values
+  miVector origin{0, 0, 0}, up{0, 1, 0};
+  mi_trace_probe(&s.state, &up, &origin);
+  EXPECT_EQ(mi_shaderstate_get(s.state.child, "pair", &size), got);
+
+  int one = 1;
+  ASSERT_TRUE(mi_shaderstate_set(&s.state, "tile", &one, 4, miSHADERSTATE_LIFETIME_TILE));
+  ASSERT_TRUE(mi_shaderstate_set(s.state.child, "child", &one, 4, miSHADERSTATE_LIFETIME_STATE));
+  ASSERT_TRUE(mi_shaderstate_set(&s.state, "top", &one, 4, miSHADERSTATE_LIFETIME_STATE));
+  s.sample.end_state(1);  // the child is done
+  EXPECT_EQ(mi_shaderstate_get(&s.state, "child", &size), nullptr);
+  EXPECT_EQ(size, 0);
+  EXPECT_NE(mi_shaderstate_get(&s.state, "top", &size), nullptr);
+  s.sample.end_sample();
+  EXPECT_EQ(mi_shaderstate_get(&s.state, "pair", &size), nullptr);
+  EXPECT_EQ(mi_shaderstate_get(&s.state, "top", &size), nullptr);
+  EXPECT_NE(mi_shaderstate_get(&s.state, "tile", &size), nullptr);
+  s.sample.end_tile();
+  EXPECT_EQ(s.sample.value_count(), 0u);
+
+  ASSERT_TRUE(mi_shaderstate_set(&s.state, "gone", &one, 4, miSHADERSTATE_LIFETIME_SAMPLE));
+  EXPECT_TRUE(mi_shaderstate_set(&s.state, "gone", nullptr, 0, miSHADERSTATE_LIFETIME_SAMPLE));  // removes
+  EXPECT_EQ(mi_shaderstate_get(&s.state, "gone", &size), nullptr);
+  EXPECT_FALSE(mi_shaderstate_set(&s.state, "bad", &one, 4, 3));
+  EXPECT_FALSE(mi_shaderstate_set(&s.state, "bad", &one, -4, miSHADERSTATE_LIFETIME_SAMPLE));
+  miState bare{};
+  EXPECT_FALSE(mi_shaderstate_set(&bare, "x", &one, 4, miSHADERSTATE_LIFETIME_SAMPLE));
+  EXPECT_EQ(mi_shaderstate_get(&bare, "x", &size), nullptr);
+}
+
+TEST_F(ShaderCalls, FlushesAreCountedPerSample) {
+  host::ShadingState s;
+  mi_flush_cache(&s.state);
+  mi_flush_cache(&s.state);
+  miState bare{};
+  mi_flush_cache(&bare);
+  mi_flush_cache(nullptr);
+  EXPECT_EQ(s.sample.flushes, 2);
+}
+
+TEST_F(ShaderCalls, QueriesDescribeTheState) {
+  load(kNetwork);
+  const auto query = [](int code, miState &state) {
+    miInteger out[4] = {7, 7, 7, 7};
+    EXPECT_TRUE(mi_query(code, &state, miNULLTAG, out)) << code;
+    return std::vector<miInteger>(out, out + (code == miQ_PIXEL_SAMPLE ? 4 : 1));
+  };
+  host::ShadingState free;  // made without the camera
+  EXPECT_EQ(query(miQ_PIXEL_SAMPLE, free.state), (std::vector<miInteger>{-1, -1, -1, -1}));
+  EXPECT_EQ(query(miQ_NUM_TEXTURES, free.state), std::vector<miInteger>{1});
+
+  host::ShadingState floor;
+  ASSERT_TRUE(host::aim_at_pixel(floor, *renderer().current_scene(), 300, 340));
+  EXPECT_EQ(floor.state.instance, tag("ground"));
+  EXPECT_EQ(query(miQ_PIXEL_SAMPLE, floor.state), (std::vector<miInteger>{300, 340, 0, 1}));
+  EXPECT_EQ(query(miQ_DECAL_PROJECTION, floor.state), std::vector<miInteger>{1});
+  EXPECT_EQ(query(miQ_ENVIRONMENT_MODE, floor.state), std::vector<miInteger>{0});
+  floor.state.reflection_level = 1;
+  EXPECT_EQ(query(miQ_ENVIRONMENT_MODE, floor.state), std::vector<miInteger>{1});
+  floor.state.reflection_level = 0;
+  floor.state.type = miRAY_SHADOW;
+  EXPECT_EQ(query(miQ_ENVIRONMENT_MODE, floor.state), std::vector<miInteger>{1});
+
+  host::ShadingState sky;
+  ASSERT_FALSE(host::aim_at_pixel(sky, *renderer().current_scene(), 5, 5));
+  EXPECT_EQ(query(miQ_NUM_TEXTURES, sky.state), std::vector<miInteger>{0});
+  EXPECT_EQ(query(miQ_DECAL_PROJECTION, sky.state), std::vector<miInteger>{0});
+  EXPECT_EQ(query(miQ_PIXEL_SAMPLE, sky.state), (std::vector<miInteger>{5, 5, 0, 1}));
+}
+
+TEST_F(ShaderCalls, PixelsShadeTheSameOnManyThreadsAsOnOne) {
+  load(kNetwork);
+  const host::Scene &scene = *renderer().current_scene();
+  const int w = 64, h = 48;
+  renderer().current_scene()->camera.intrinsics.x_resolution = w;
+  renderer().current_scene()->camera.intrinsics.y_resolution = h;
+  const auto shade = [&](int pixel) {
+    host::ShadingState s;
+    miColor out{};
+    host::aim_at_pixel(s, scene, pixel % w, pixel / w);
+    mi_trace_eye(&out, &s.state, &s.state.org, &s.state.dir);
+    return out;
+  };
+  std::vector<miColor> serial(w * h), parallel(w * h);
+  for (int p = 0; p < w * h; ++p) serial[p] = shade(p);
+  tbb::parallel_for(0, w * h, [&](int p) { parallel[p] = shade(p); });
+  int different = 0;
+  for (int p = 0; p < w * h; ++p)
+    different += std::memcmp(&serial[p], &parallel[p], sizeof(miColor)) != 0;
+  EXPECT_EQ(different, 0);
+  EXPECT_TRUE(renderer().messages().empty());
+}
+
+}  // namespace
+}  // namespace tavo::test

@@ -1,0 +1,213 @@
+// Texture lookups as shaders make them: plain bilinear lookups, the disc
+// projection and transform, and the elliptical filtered lookup with each of
+// its settings; images from files and the records mi_db_access hands out.
+#include <cmath>
+#include <memory>
+
+#include "scene_fixture.h"
+
+namespace tavo::test {
+namespace {
+
+using host::Image;
+
+// Grey images, rows top first.
+std::unique_ptr<Image> grey(int w, int h, float (*value)(int column, int row_from_bottom)) {
+  std::vector<float> rows;
+  for (int row = 0; row < h; ++row)
+    for (int i = 0; i < w; ++i) rows.push_back(value(i, h - 1 - row));
+  return std::make_unique<Image>("grey", w, h, 1, rows);
+}
+
+float checker_1(int i, int j) { return float((i + j) % 2); }
+float checker_2(int i, int j) { return float((i / 2 + j / 2) % 2); }
+float stripes(int, int j) { return float(j % 2); }
+
+class Textures : public SceneTest {
+ protected:
+  miTag add(std::unique_ptr<Image> image) { return renderer().add_texture(std::move(image)); }
+
+  // A filtered lookup of a 16 x 16 texture: a circle of `radius` texels
+  // (semi-axes `ax` and `ay` texels along x and y when they differ) around
+  // the texel (i, j).
+  static float filtered(miTag tex, float i, float j, float ax, float ay, miTexfilter settings) {
+    miMatrix st{};
+    st[0] = ax / 16, st[5] = ay / 16;
+    st[8] = (i + 0.5f) / 16, st[9] = (j + 0.5f) / 16;
+    miColor c{};
+    EXPECT_TRUE(mi_lookup_filter_color_texture(&c, nullptr, tex, &settings, st));
+    return c.r;
+  }
+  static miTexfilter plain(float max_minor = 16) { return miTexfilter{0, max_minor, 0, miFALSE, {}}; }
+};
+
+TEST_F(Textures, BilinearLookupsReturnTexelsAtTheirCentresAndRepeat) {
+  // r: column, g: row from the top of the file
+  std::vector<float> rows;
+  for (int row = 0; row < 3; ++row)
+    for (int i = 0; i < 4; ++i) rows.insert(rows.end(), {float(i), float(row), 0.5f});
+  const miTag tex = add(std::make_unique<Image>("ramp", 4, 3, 3, rows));
+  const auto at = [&](float x, float y) {
+    miColor c{};
+    miVector coord{x, y, 0};
+    EXPECT_TRUE(mi_lookup_color_texture(&c, nullptr, tex, &coord));
+    return c;
+  };
+  for (int i = 0; i < 4; ++i)
+    for (int j = 0; j < 3; ++j)
+      expect_near(at((i + 0.5f) / 4, (j + 0.5f) / 3), {float(i), float(2 - j), 0.5f, 1}, 1e-6f, "texel centre");
+  EXPECT_NEAR(at(2.0f / 4, 0.5f / 3).r, 1.5f, 1e-6);  // halfway between columns 1 and 2
+  EXPECT_NEAR(at(1.0f, 0.5f / 3).r, 1.5f, 1e-6);      // the right edge blends column 3 with column 0
+  expect_near(at(1.5f / 4 + 3, 1.5f / 3 - 2), at(1.5f / 4, 1.5f / 3), 1e-5f, "repeat");
+
+  miColor c{};
+  miVector bad{NAN, 0, 0}, fine{0, 0, 0};
+  EXPECT_FALSE(mi_lookup_color_texture(&c, nullptr, tex, &bad));
+  EXPECT_FALSE(mi_lookup_color_texture(&c, nullptr, tex + 1000, &fine));
+}
+
+TEST_F(Textures, EveryMipLevelKeepsTheImagesMean) {
+  const Image image("odd", 5, 3, 1, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15});
+  ASSERT_EQ(image.levels().size(), 3u);  // 5x3, 2x1, 1x1
+  for (const Image::Level &level : image.levels()) {
+    double sum = 0;
+    for (const miColor &t : level.texels) sum += t.r;
+    EXPECT_NEAR(sum / level.texels.size(), 8.0, 1e-5) << level.width << "x" << level.height;
+  }
+}
+
+TEST_F(Textures, FilteredLookupIsTheTexelWhenTinyAndTheMeanWhenLarge) {
+  const miTag tex = add(grey(16, 16, checker_2));
+  EXPECT_EQ(filtered(tex, 2, 0, 0.01f, 0.01f, plain()), 1.0f);
+  EXPECT_EQ(filtered(tex, 0, 0, 0.01f, 0.01f, plain()), 0.0f);
+  float previous = 0.5f;
+  for (float radius : {1.0f, 2.0f, 4.0f, 8.0f}) {
+    const float error = std::abs(filtered(tex, 2, 0, radius, radius, plain()) - 0.5f);
+    EXPECT_LT(error, 0.5f) << radius;
+    if (radius >= 4) {
+      EXPECT_LE(error, previous + 1e-6f) << radius;
+    }
+    previous = error;
+  }
+  EXPECT_NEAR(filtered(tex, 2, 0, 64, 64, plain()), 0.5f, 1e-6);
+  EXPECT_NEAR(filtered(tex, 2, 0, 1e6f, 1e6f, plain()), 0.5f, 1e-6);  // the 1x1 level
+}
+
+TEST_F(Textures, MaxMinorPicksTheMipLevel) {
+  const miTag tex = add(grey(16, 16, checker_1));
+  // level 0: the centre texel and its four edge neighbours, at the rim (weight e^-2)
+  EXPECT_NEAR(filtered(tex, 4, 5, 1, 1, plain(16)), 1.0 / (1 + 4 * std::exp(-2.0)), 1e-6);
+  // at most half a texel across the minor axis: level 2, where the checker is grey
+  EXPECT_NEAR(filtered(tex, 4, 5, 1, 1, plain(0.5f)), 0.5f, 1e-6);
+}
+
+TEST_F(Textures, EccmaxWidensTheMinorAxis) {
+  const miTag tex = add(grey(16, 16, stripes));
+  miTexfilter settings = plain();
+  EXPECT_EQ(filtered(tex, 4, 5, 6, 0.01f, settings), 1.0f);  // along one stripe only
+  settings.eccmax = 2;  // the minor axis becomes 3 texels and takes in the others
+  const float wide = filtered(tex, 4, 5, 6, 0.01f, settings);
+  EXPECT_GT(wide, 0.3f);
+  EXPECT_LT(wide, 0.8f);
+}
+
+TEST_F(Textures, CircleRadiusIsTheSmallestFootprint) {
+  const miTag tex = add(grey(16, 16, checker_1));
+  miTexfilter settings = plain();
+  EXPECT_EQ(filtered(tex, 4, 5, 0.01f, 0.01f, settings), 1.0f);
+  settings.circle_radius = 3;
+  const float circle = filtered(tex, 4, 5, 0.01f, 0.01f, settings);
+  EXPECT_GT(circle, 0.3f);
+  EXPECT_LT(circle, 0.7f);
+}
+
+TEST_F(Textures, BetweenTexelCentresBilinearBlendsWhereNearestPicks) {
+  const miTag tex = add(grey(16, 16, checker_1));
+  miTexfilter settings = plain();
+  // a tiny ellipse on the edge between texels 4 and 5 of row 4 holds no texel centre
+  const float nearest = filtered(tex, 4.5f, 4, 0.01f, 0.01f, settings);
+  EXPECT_TRUE(nearest == 0.0f || nearest == 1.0f) << nearest;
+  settings.bilinear = miTRUE;
+  EXPECT_NEAR(filtered(tex, 4.5f, 4, 0.01f, 0.01f, settings), 0.5f, 1e-6);
+}
+
+TEST_F(Textures, FilteredLookupRefusesWhatItCannotUse) {
+  const miTag tex = add(grey(4, 4, checker_1));
+  miTexfilter settings = plain();
+  miMatrix st{};
+  st[0] = st[5] = 0.1f;
+  miColor c{};
+  EXPECT_FALSE(mi_lookup_filter_color_texture(&c, nullptr, tex + 7, &settings, st));
+  EXPECT_FALSE(mi_lookup_filter_color_texture(&c, nullptr, tex, nullptr, st));
+  st[8] = INFINITY;
+  EXPECT_FALSE(mi_lookup_filter_color_texture(&c, nullptr, tex, &settings, st));
+}
+
+TEST_F(Textures, ProjectionMapsTheDiscOntoTheSurfaceAndTheTransformIntoTexture) {
+  // an 8 x 8 plane facing the default camera, 10 units away
+  load(R"(
+    object "wall" plane origin -4 -4 0 u 8 0 0 v 0 8 0 end object
+    camera "c" resolution 640 480 aperture 36 focal 50 position 0 0 10 direction 0 0 -1 end camera
+  )");
+  host::ShadingState s;
+  ASSERT_TRUE(host::aim_at_pixel(s, *renderer().current_scene(), 320, 240));
+  miVector p[3], t[3];
+  ASSERT_TRUE(mi_texture_filter_project(p, t, &s.state, 2.0f, 0));
+  // a pixel is 36 / 640 mm of film: 0.01125 units at 10 units through a 50 mm lens
+  const float step = 2 * 0.01125f;
+  expect_near(p[0], s.state.point, 0, "centre");
+  expect_near(p[1], s.state.point + miVector{step, 0, 0}, 1e-5f, "two pixels right");
+  expect_near(p[2], s.state.point + miVector{0, -step, 0}, 1e-5f, "two pixels down");
+  expect_near(t[0], s.state.tex_list[0], 1e-6f, "centre texture");
+  expect_near(t[1], t[0] + miVector{step / 8, 0, 0}, 1e-6f, "texture right");
+
+  miMatrix st;
+  ASSERT_TRUE(mi_texture_filter_transform(st, p, t));
+  EXPECT_NEAR(st[0], step / 8, 1e-6);
+  EXPECT_NEAR(st[1], 0, 1e-6);
+  EXPECT_NEAR(st[4], 0, 1e-6);
+  EXPECT_NEAR(st[5], -step / 8, 1e-6);
+  EXPECT_EQ(st[8], t[0].x);
+  EXPECT_EQ(st[9], t[0].y);
+
+  EXPECT_FALSE(mi_texture_filter_project(p, t, &s.state, 2.0f, 1));  // no second texture space
+  EXPECT_FALSE(mi_texture_filter_project(p, t, &s.state, NAN, 0));
+  miVector line[3] = {{0, 0, 0}, {1, 0, 0}, {2, 0, 0}};
+  EXPECT_FALSE(mi_texture_filter_transform(st, line, t));
+  miVector flat[3] = {t[0], t[0], t[1]};
+  EXPECT_FALSE(mi_texture_filter_transform(st, p, flat));
+}
+
+TEST_F(Textures, ProjectionNeedsASurfaceOfTheScene) {
+  host::ShadingState s;  // no scene, no primitive
+  miVector p[3], t[3];
+  EXPECT_FALSE(mi_texture_filter_project(p, t, &s.state, 1.0f, 0));
+}
+
+TEST_F(Textures, ImagesComeFromFilesAndTheirRecordsTellTheirSize) {
+  const std::string path = write_file("two.png", "");
+  host::write_image(path, 3, 2, {1, 0, 0, 1, 0, 1, 0, 1, 0, 0, 1, 1,  // top row
+                                 0, 0, 0, 1, 1, 1, 1, 1, 0.5f, 0.5f, 0.5f, 1});
+  const miTag tex = add(std::make_unique<Image>(host::read_image(path, "two")));
+  const Image *image = renderer().texture(tex);
+  expect_near(image->texel(0, 1), {1, 0, 0, 1}, 0, "top-left");
+  expect_near(image->texel(2, 0), {0.5f, 0.5f, 0.5f, 1}, 1.0f / 255, "bottom-right, 8 bits");
+
+  const auto *record = static_cast<const miImg_image *>(mi_db_access(tex));
+  EXPECT_EQ(mi_img_get_width(record), 3);
+  EXPECT_EQ(mi_img_get_height(record), 2);
+  mi_db_unpin(tex);
+  int stray = 0;
+  EXPECT_EQ(mi_img_get_width(reinterpret_cast<const miImg_image *>(&stray)), 0);
+  EXPECT_EQ(mi_db_access(tex + 99), nullptr);
+
+  try {
+    host::read_image("/nonexistent/wood.png", "wood");
+    ADD_FAILURE() << "a missing image was read";
+  } catch (const host::Error &e) {
+    EXPECT_EQ(std::string(e.what()), "cannot read the image \"/nonexistent/wood.png\": no such file");
+  }
+}
+
+}  // namespace
+}  // namespace tavo::test

@@ -1,0 +1,189 @@
+// Rays against known geometry: the hit's point, normals, barycentrics,
+// primitive and texture vectors, as probe rays leave them in the child state.
+#include <cmath>
+
+#include "scene_fixture.h"
+
+namespace tavo::test {
+namespace {
+
+using host::Object;
+using host::Scene;
+
+constexpr double kPi = 3.14159265358979323846;
+
+class Tracing : public SceneTest {
+ protected:
+  // A committed scene of the objects given, current for the renderer's operations.
+  Scene &scene_of(std::vector<Object> objects) {
+    auto scene = std::make_shared<Scene>();
+    for (Object &o : objects) scene->add(std::move(o));
+    scene->commit();
+    renderer().set_current_scene(scene);
+    return *scene;
+  }
+
+  // Casts a probe from a fresh state and returns its child state.
+  static const miState &probe(host::ShadingState &s, miVector origin, miVector direction, bool expect_hit = true) {
+    EXPECT_EQ(mi_trace_probe(&s.state, &direction, &origin), expect_hit ? miTRUE : miFALSE);
+    EXPECT_NE(s.state.child, nullptr);
+    return *s.state.child;
+  }
+};
+
+TEST_F(Tracing, SphereHitIsExactAndItsGridTriangleInterpolatesTheTexture) {
+  const miVector centre{1, 2, 3};
+  scene_of({host::make_sphere(centre, 2.0f, 32, 16)});
+  // the surface point at (u, v) = (0.53, 0.61)
+  const double phi = (0.53 - 0.5) * 2 * kPi, theta = 0.61 * kPi;
+  const miVector d{float(std::sin(theta) * std::sin(phi)), float(-std::cos(theta)), float(std::sin(theta) * std::cos(phi))};
+  host::ShadingState s;
+  const miState &hit = probe(s, centre + d * 7.0f, d * -1.0f);
+
+  EXPECT_NEAR(hit.dist, 5.0f, 1e-5);
+  expect_near(hit.point, centre + d * 2.0f, 1e-5f, "point");
+  expect_near(hit.normal, d, 1e-5f, "normal");
+  expect_near(hit.normal_geom, d, 1e-5f, "geometric normal");
+  EXPECT_FALSE(hit.inv_normal);
+  EXPECT_NEAR(hit.dot_nd, -1.0f, 1e-5);
+  EXPECT_EQ(hit.type, miRAY_PROBE);
+  EXPECT_EQ(hit.parent, &s.state);
+  ASSERT_EQ(hit.texture_spaces, 1);
+  expect_near(hit.tex_list[0], {0.53f, 0.61f, 0}, 1e-5f, "texture");
+  // u * 32 = 16.96, v * 16 = 9.76: cell (16, 9), below its diagonal
+  EXPECT_EQ(hit.pri_idx, 2 * (9 * 32 + 16));
+  EXPECT_NEAR(hit.bary[0], 0.04f, 1e-4);
+  EXPECT_NEAR(hit.bary[1], 0.20f, 1e-4);
+  EXPECT_NEAR(hit.bary[2], 0.76f, 1e-4);
+
+  miVector *a, *b, *c;
+  ASSERT_TRUE(mi_tri_vectors(s.state.child, miTRI_TEXTURES, 0, &a, &b, &c));
+  expect_near(*a, {16 / 32.0f, 9 / 16.0f, 0}, 1e-7f, "corner a");
+  expect_near(*b, {17 / 32.0f, 9 / 16.0f, 0}, 1e-7f, "corner b");
+  expect_near(*c, {17 / 32.0f, 10 / 16.0f, 0}, 1e-7f, "corner c");
+  const miVector interpolated = *a * hit.bary[0] + *b * hit.bary[1] + *c * hit.bary[2];
+  expect_near(interpolated, hit.tex_list[0], 1e-6f, "bary-weighted corners");
+  EXPECT_FALSE(mi_tri_vectors(s.state.child, miTRI_TEXTURES, 1, &a, &b, &c));  // one texture space only
+}
+
+TEST_F(Tracing, ARayFromInsideASphereSeesItsBackTurnedTowardsIt) {
+  const miVector centre{1, 2, 3};
+  scene_of({host::make_sphere(centre, 2.0f, 32, 16)});
+  host::ShadingState s;
+  const miState &hit = probe(s, centre, {0, 0, 1});
+  EXPECT_NEAR(hit.dist, 2.0f, 1e-5);
+  expect_near(hit.point, {1, 2, 5}, 1e-5f, "point");
+  expect_near(hit.normal, {0, 0, -1}, 1e-6f, "normal faces the ray");
+  EXPECT_TRUE(hit.inv_normal);
+}
+
+TEST_F(Tracing, TriangleHitInterpolatesNormalsAndTextureByBarycentrics) {
+  const std::string obj = write_file("triangle.obj",
+                                     "# one triangle\n"
+                                     "v 0 0 0\nv 4 0 0\nv 0 2 0\n"
+                                     "vt 0 0\nvt 1 0\nvt 0 1\n"
+                                     "vn 0 0 1\nvn 0.6 0 0.8\nvn 0 0.6 0.8\n"
+                                     "f 1/1/1 2/2/2 3/3/3\n");
+  scene_of({host::read_obj(obj, 1.0f, {0, 0, -1})});
+  host::ShadingState s;
+  // 0.2 a + 0.3 b + 0.5 c = (1.2, 1.0, -1)
+  const miState &hit = probe(s, {1.2f, 1.0f, 5.0f}, {0, 0, -1});
+  EXPECT_NEAR(hit.dist, 6.0f, 1e-5);
+  expect_near(hit.point, {1.2f, 1.0f, -1.0f}, 1e-6f, "point");
+  EXPECT_NEAR(hit.bary[0], 0.2f, 1e-6);
+  EXPECT_NEAR(hit.bary[1], 0.3f, 1e-6);
+  EXPECT_NEAR(hit.bary[2], 0.5f, 1e-6);
+  EXPECT_EQ(hit.pri_idx, 0);
+  expect_near(hit.normal_geom, {0, 0, 1}, 1e-7f, "geometric normal");
+  expect_near(hit.normal, host::normalize({0.18f, 0.30f, 0.84f}), 1e-6f, "interpolated normal");
+  expect_near(hit.tex_list[0], {0.3f, 0.5f, 0}, 1e-6f, "texture");
+
+  miVector *a, *b, *c;
+  ASSERT_TRUE(mi_tri_vectors(s.state.child, miTRI_POINTS, 0, &a, &b, &c));
+  expect_near(*b, {4, 0, -1}, 0, "second corner, moved");
+  ASSERT_TRUE(mi_tri_vectors(s.state.child, miTRI_NORMALS, 0, &a, &b, &c));
+  expect_near(*c, {0, 0.6f, 0.8f}, 1e-7f, "third normal");
+  ASSERT_TRUE(mi_tri_vectors(s.state.child, miTRI_TEXTURES, 0, &a, &b, &c));
+  expect_near(*b, {1, 0, 0}, 0, "second texture vector");
+  EXPECT_FALSE(mi_tri_vectors(s.state.child, 'x', 0, &a, &b, &c));
+}
+
+TEST_F(Tracing, BoxFacesHaveOutwardNormalsAndTheirOwnTextureSquares) {
+  scene_of({host::make_box({-1, -1, -1}, {1, 1, 1})});
+  host::ShadingState s;
+  const miState &front = probe(s, {0.5f, 0.5f, 5}, {0, 0, -1});
+  expect_near(front.normal, {0, 0, 1}, 0, "front");
+  expect_near(front.tex_list[0], {0.75f, 0.75f, 0}, 1e-6f, "front texture");
+  const miState &top = probe(s, {0, 5, 0.5f}, {0, -1, 0});
+  expect_near(top.normal, {0, 1, 0}, 0, "top");
+  EXPECT_NEAR(top.dist, 4.0f, 1e-6);
+}
+
+TEST_F(Tracing, AMissLeavesAChildWithoutAHit) {
+  scene_of({host::make_sphere({0, 0, 0}, 1.0f, 8, 4)});
+  host::ShadingState s;
+  const miState &miss = probe(s, {0, 5, 0}, {0, 1, 0}, false);
+  EXPECT_EQ(miss.pri, nullptr);
+  EXPECT_EQ(miss.texture_spaces, 0);
+  miVector *a, *b, *c;
+  EXPECT_FALSE(mi_tri_vectors(s.state.child, miTRI_TEXTURES, 0, &a, &b, &c));
+  // A state that belongs to no sample still gets a child to read.
+  miState bare{};
+  miVector origin{0, 5, 0}, up{0, 1, 0};
+  EXPECT_FALSE(mi_trace_probe(&bare, &up, &origin));
+  ASSERT_NE(bare.child, nullptr);
+  expect_near(bare.child->point, origin, 0, "the orphan child stands at the origin");
+}
+
+TEST_F(Tracing, PrimitivesThatAreNotTheScenesAreRefused) {
+  scene_of({host::make_box({-1, -1, -1}, {1, 1, 1})});
+  host::ShadingState s;
+  probe(s, {0.5f, 0.5f, 5}, {0, 0, -1});
+  miState copy = *s.state.child;
+  int stray = 0;
+  copy.pri = &stray;
+  miVector *a, *b, *c;
+  EXPECT_FALSE(mi_tri_vectors(&copy, miTRI_POINTS, 0, &a, &b, &c));
+  copy.pri = s.state.child->pri;
+  copy.pri_idx = 12;  // a box has 12 triangles: 0 to 11
+  EXPECT_FALSE(mi_tri_vectors(&copy, miTRI_POINTS, 0, &a, &b, &c));
+}
+
+TEST_F(Tracing, CameraRaysGoThroughPixelCentresFromTheTopLeft) {
+  host::Camera camera;  // at (0, 0, 10) looking down -z, 640 x 480
+  miVector origin, direction;
+  camera.ray(320, 240, origin, direction);
+  expect_near(direction, {0, 0, -1}, 1e-7f, "image centre");
+  camera.ray(0.5, 0.5, origin, direction);
+  EXPECT_LT(direction.x, 0.0f);
+  EXPECT_GT(direction.y, 0.0f);  // row 0 is the top row
+  double x = 0, y = 0;
+  ASSERT_TRUE(camera.to_raster(origin + direction * 12.0f, x, y));
+  EXPECT_NEAR(x, 0.5, 1e-3);
+  EXPECT_NEAR(y, 0.5, 1e-3);
+  EXPECT_FALSE(camera.to_raster({0, 0, 20}, x, y));  // behind the camera
+  EXPECT_THROW(camera.aim({0, 1, 0}, {0, 1, 0}), host::Error);
+}
+
+TEST_F(Tracing, DirectLightFallsOffWithTheCosineAndStopsAtBlockers) {
+  Scene &scene = scene_of({host::make_parallelogram({-5, 0, 5}, {10, 0, 0}, {0, 0, -10}),
+                           host::make_sphere({1.5f, 2, -1.5f}, 0.5f, 8, 4)});
+  host::Light light;
+  light.origin = {0, 4, 0};
+  light.color = {1, 0.5f, 0.25f, 1};
+  light.intensity = 2;
+  scene.lights.push_back(light);
+  host::ShadingState s;
+  const auto light_at = [&](float x, float z) {
+    const miState &hit = probe(s, {x, 1, z}, {0, -1, 0});
+    return scene.direct_light(hit);
+  };
+  expect_near(light_at(0, 0), {2, 1, 0.5f, 1}, 1e-6f, "straight below");
+  expect_near(light_at(3, 0), {1.6f, 0.8f, 0.4f, 1}, 1e-5f, "at cos 0.8");
+  expect_near(light_at(3, -3), {0, 0, 0, 1}, 0, "behind the sphere");
+  scene.lights.back().shadow = false;
+  EXPECT_GT(light_at(3, -3).r, 0.0f);
+}
+
+}  // namespace
+}  // namespace tavo::test
