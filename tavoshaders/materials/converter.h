@@ -53,6 +53,25 @@ inline const Row *preset_row(const Row (&table)[N], miInteger value) {
   return value >= 0 && static_cast<size_t>(value) < N ? &table[value] : nullptr;
 }
 
+// The reflection values that the masonry, stone and plastic tables set
+// together, in this order.
+struct ReflectionPreset {
+  miScalar roughness;
+  miScalar reflectivity;
+  miScalar glossiness;
+  miScalar preset_a;
+  miScalar reflection_curve;
+};
+
+template <typename Ready>
+inline void apply_reflection_preset(Ready *ready, const ReflectionPreset &preset) {
+  ready->roughness = preset.roughness;
+  ready->reflectivity = preset.reflectivity;
+  ready->glossiness = preset.glossiness;
+  ready->preset_a = preset.preset_a;
+  ready->reflection_curve = preset.reflection_curve;
+}
+
 // ---- scene unit and lengths -------------------------------------------------
 
 // What an instance-level init learns from the host's scene record, asked once.

@@ -11,11 +11,7 @@ namespace conv = tavo::converter;
 namespace {
 
 struct Preset {
-  miScalar roughness;
-  miScalar reflectivity;
-  miScalar glossiness;
-  miScalar preset_a;
-  miScalar reflection_curve;
+  conv::ReflectionPreset reflection;
   miInteger preset_switch;
 };
 
@@ -23,14 +19,14 @@ struct Preset {
 // the default (0.1, 0), so applying the row keeps it.
 constexpr Preset kPresets[2][3] = {
     {
-        {0.0f, 0.5f, 0.5f, 0.2f, 4.5f, 0},
-        {0.125f, 0.5f, 0.3f, 0.175f, 2.5f, 0},
-        {0.25f, 0.3f, 0.15f, 0.1f, 1.0f, 1},
+        {{0.0f, 0.5f, 0.5f, 0.2f, 4.5f}, 0},
+        {{0.125f, 0.5f, 0.3f, 0.175f, 2.5f}, 0},
+        {{0.25f, 0.3f, 0.15f, 0.1f, 1.0f}, 1},
     },
     {
-        {0.0f, 0.625f, 0.55f, 0.2f, 4.0f, 0},
-        {0.1f, 0.65f, 0.3f, 0.175f, 2.5f, 0},
-        {0.2f, 0.4f, 0.175f, 0.1f, 1.0f, 1},
+        {{0.0f, 0.625f, 0.55f, 0.2f, 4.0f}, 0},
+        {{0.1f, 0.65f, 0.3f, 0.175f, 2.5f}, 0},
+        {{0.2f, 0.4f, 0.175f, 0.1f, 1.0f}, 1},
     },
 };
 
@@ -45,11 +41,7 @@ void build(Ready *ready, miState *state, Params *paras) {
 
   if (const auto *by_finish = conv::preset_row(kPresets, type)) {
     if (const Preset *preset = conv::preset_row(*by_finish, finish)) {
-      ready->roughness = preset->roughness;
-      ready->reflectivity = preset->reflectivity;
-      ready->glossiness = preset->glossiness;
-      ready->preset_a = preset->preset_a;
-      ready->reflection_curve = preset->reflection_curve;
+      conv::apply_reflection_preset(ready, preset->reflection);
       ready->preset_switch = preset->preset_switch;
     }
   }

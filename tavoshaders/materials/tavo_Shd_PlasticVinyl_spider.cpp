@@ -10,16 +10,8 @@ namespace conv = tavo::converter;
 
 namespace {
 
-struct Preset {
-  miScalar roughness;
-  miScalar reflectivity;
-  miScalar glossiness;
-  miScalar preset_a;
-  miScalar reflection_curve;
-};
-
 // [type][finish]; type 2 gives finishes 0 and 1 the same values.
-constexpr Preset kPresets[3][3] = {
+constexpr conv::ReflectionPreset kPresets[3][3] = {
     {
         {0.0f, 0.6f, 0.8f, 0.1f, 3.0f},
         {0.0f, 0.65f, 0.45f, 0.1f, 2.0f},
@@ -58,12 +50,8 @@ void build(Ready *ready, miState *state, Params *paras) {
   const miBoolean map_mode_on = tavo::eval(state, &paras->map_mode_on);
 
   if (const auto *by_finish = conv::preset_row(kPresets, type)) {
-    if (const Preset *preset = conv::preset_row(*by_finish, finish)) {
-      ready->roughness = preset->roughness;
-      ready->reflectivity = preset->reflectivity;
-      ready->glossiness = preset->glossiness;
-      ready->preset_a = preset->preset_a;
-      ready->reflection_curve = preset->reflection_curve;
+    if (const conv::ReflectionPreset *preset = conv::preset_row(*by_finish, finish)) {
+      conv::apply_reflection_preset(ready, *preset);
       if (type == kLayeredType) {
         const Layer &layer = kLayers[finish];
         ready->preset_b = layer.preset_b;

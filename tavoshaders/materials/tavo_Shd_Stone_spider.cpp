@@ -11,21 +11,17 @@ namespace conv = tavo::converter;
 namespace {
 
 struct Preset {
-  miScalar roughness;
-  miScalar reflectivity;
-  miScalar glossiness;
-  miScalar preset_a;
-  miScalar reflection_curve;
+  conv::ReflectionPreset reflection;
   miInteger preset_switch;
 };
 
 // By finish. The two glossy finishes leave roughness, reflection_curve and
 // preset_switch alone: their rows hold the defaults (0, 5.0, 0).
 constexpr Preset kPresets[4] = {
-    {0.0f, 0.85f, 0.8f, 0.15f, 5.0f, 0},
-    {0.0f, 0.65f, 0.5f, 0.125f, 5.0f, 0},
-    {0.15f, 0.5f, 0.425f, 0.2f, 2.0f, 1},
-    {0.3f, 0.15f, 0.2f, 0.1f, 0.6f, 1},
+    {{0.0f, 0.85f, 0.8f, 0.15f, 5.0f}, 0},
+    {{0.0f, 0.65f, 0.5f, 0.125f, 5.0f}, 0},
+    {{0.15f, 0.5f, 0.425f, 0.2f, 2.0f}, 1},
+    {{0.3f, 0.15f, 0.2f, 0.1f, 0.6f}, 1},
 };
 
 void build(Ready *ready, miState *state, Params *paras) {
@@ -38,11 +34,7 @@ void build(Ready *ready, miState *state, Params *paras) {
   ready->reflection_curve = 5.0f;
 
   if (const Preset *preset = conv::preset_row(kPresets, finish)) {
-    ready->roughness = preset->roughness;
-    ready->reflectivity = preset->reflectivity;
-    ready->glossiness = preset->glossiness;
-    ready->preset_a = preset->preset_a;
-    ready->reflection_curve = preset->reflection_curve;
+    conv::apply_reflection_preset(ready, preset->reflection);
     ready->preset_switch = preset->preset_switch;
   }
 
