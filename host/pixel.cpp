@@ -1,5 +1,6 @@
 #include "pixel.h"
 
+#include <algorithm>
 #include <limits>
 
 #include "scene.h"
@@ -64,7 +65,8 @@ PixelEvaluation evaluate_at_pixel(const Scene &scene, const std::vector<miTag> &
     for (const miTag tag : instances) renderer.init_instance(tag, init.state);
     renderer.init_instance(evaluated, init.state);
   }
-  const std::size_t words = (inst->shader->decl.result.size() + 3) / 4;
+  // at least a colour: a shader may hand its result pointer on to a shader call
+  const std::size_t words = std::max<std::size_t>((inst->shader->decl.result.size() + 3) / 4, 4);
   for (const int ray : rays) {
     ShadingState shading(ray);
     out.hit = aim_at_pixel(shading, scene, x, y);

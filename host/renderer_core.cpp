@@ -537,7 +537,8 @@ std::vector<CallResult> Renderer::run(miTag tag, const std::vector<int> &rays) {
     ShadingState init_state;
     init_instance(tag, init_state.state);
   }
-  const std::size_t words = (inst->shader->decl.result.size() + 3) / 4;
+  // at least a colour: a shader may hand its result pointer on to a shader call
+  const std::size_t words = std::max<std::size_t>((inst->shader->decl.result.size() + 3) / 4, 4);
   for (const int ray : rays) {
     ShadingState shading(ray);
     CallResult call_result;

@@ -180,6 +180,15 @@ miBoolean call_shader(miColor *result, int, miState *state, miTag shader, void *
     renderer.message("error", "mi_call_shader: tag " + std::to_string(shader) + " is neither a shader nor a material");
     return miFALSE;
   }
+  // Callers hand over a colour's worth of result; a callee that returns more
+  // (a mis-wired scene) would write past it, so the call is refused.
+  const Instance *callee = renderer.instance(function);
+  if (callee && callee->shader->decl.result.size() > sizeof(miColor)) {
+    renderer.message("error", "mi_call_shader: " + callee->shader->decl.name + " returns " +
+                                  std::to_string(callee->shader->decl.result.size()) +
+                                  " bytes, more than the colour it is called for");
+    return miFALSE;
+  }
   renderer.ensure_initialized(function, *state);
   return renderer.call(function, result, *state, argument);
 }

@@ -85,6 +85,18 @@ TEST_F(ShaderCalls, InstancesFirstCalledWhileShadingAreInitialisedOnceAndExited)
   EXPECT_EQ(renderer().held_bytes(), 0u);
 }
 
+TEST_F(ShaderCalls, AShaderReturningMoreThanAColourIsRefused) {
+  renderer().load_library(TAVO_TEST_SHADERS, TAVO_TEST_DECLARATIONS);
+  const miTag wide = renderer().create_instance("test_source", {});  // a 24-byte struct
+  host::ShadingState s;
+  miColor out{0.5f, 0.5f, 0.5f, 0.5f};
+  EXPECT_FALSE(mi_call_shader(&out, miSHADER_TEXTURE, &s.state, wide));
+  EXPECT_EQ(out.r, 0.5f);  // untouched
+  const auto messages = renderer().messages();
+  ASSERT_EQ(messages.size(), 1u);
+  EXPECT_EQ(messages[0].text, "mi_call_shader: test_source returns 24 bytes, more than the colour it is called for");
+}
+
 TEST_F(ShaderCalls, EyeRaysShadeWhatTheyHitAndTheEnvironmentOnAMiss) {
   load(kNetwork);
   host::ShadingState s;
