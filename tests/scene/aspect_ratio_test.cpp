@@ -1,0 +1,108 @@
+// Aspect-ratio readouts: an image's height per width or width per height,
+// times a multiplier, fixed per instance at init.
+#include <memory>
+
+#include "host/scene_fixture.h"
+#include "layout_registry.h"
+#include "scene/readout.h"
+
+namespace tavo::test {
+namespace {
+
+using readout::ImageParams;
+TAVO_LAYOUT("tavo_aspect_ratio_height_per_width", Parameters, ImageParams, TAVO_FIELD(ImageParams, image),
+            TAVO_FIELD(ImageParams, multiplier));
+TAVO_LAYOUT("tavo_aspect_ratio_width_per_height", Parameters, ImageParams, TAVO_FIELD(ImageParams, image),
+            TAVO_FIELD(ImageParams, multiplier));
+
+constexpr const char *kHeightPerWidth = "tavo_aspect_ratio_height_per_width";
+constexpr const char *kWidthPerHeight = "tavo_aspect_ratio_width_per_height";
+
+class AspectRatio : public SceneTest {
+ protected:
+  static miTag image(int w, int h) {
+    return renderer().add_texture(
+        std::make_unique<host::Image>("grey", w, h, 1, std::vector<float>(static_cast<std::size_t>(w) * h, 0.5f)));
+  }
+
+  static float readout(const char *shader, miTag image_tag, const char *multiplier) {
+    const float r = eval<float>(shader, {value("image", {std::to_string(image_tag)}), value("multiplier", {multiplier})});
+    EXPECT_EQ(renderer().held_bytes(), 0u) << shader;
+    return r;
+  }
+};
+
+TEST_F(AspectRatio, RatioOfTheImageTimesTheMultiplier) {
+  const miTag vga = image(640, 480);
+  const miTag narrow = image(3, 7);
+  const miTag tall = image(3, 10);
+  struct Case {
+    miTag image;
+    const char *multiplier;
+    float height_per_width;
+    float width_per_height;
+  } cases[] = {
+      {vga, "1", 0.75f, 1.33333337f},
+      {vga, "2", 1.5f, 2.66666675f},
+      {vga, "-1", -0.75f, -1.33333337f},
+      // the quotient is formed first: (7 / 3) x 0.3 is 0.699999988, (7 x 0.3) / 3 would be 0.700000048
+      {narrow, "0.3", 0.699999988f, 0.128571436f},
+      // and (3 / 10) x 0.7 is 0.210000008, (3 x 0.7) / 10 would be 0.209999993
+      {tall, "0.7", 2.33333325f, 0.210000008f},
+      {vga, "0", 0.0f, 0.0f},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.multiplier);
+    EXPECT_EQ(readout(kHeightPerWidth, c.image, c.multiplier), c.height_per_width);
+    EXPECT_EQ(readout(kWidthPerHeight, c.image, c.multiplier), c.width_per_height);
+  }
+}
+
+TEST_F(AspectRatio, WithoutAnImageTheMultiplierStandsAlone) {
+  const miTag not_an_image = renderer().create_instance("tavo_host_constant", {});
+  for (const miTag tag : {miTag{0}, not_an_image, miTag{4242}}) {
+    SCOPED_TRACE(tag);
+    EXPECT_EQ(readout(kHeightPerWidth, tag, "2.5"), 2.5f);
+    EXPECT_EQ(readout(kWidthPerHeight, tag, "-0.125"), -0.125f);
+  }
+  // the declared default multiplier is 1
+  EXPECT_EQ(eval<float>(kHeightPerWidth, {}), 1.0f);
+  EXPECT_EQ(eval<float>(kWidthPerHeight, {value("image", {std::to_string(image(640, 480))})}), 1.33333337f);
+}
+
+TEST_F(AspectRatio, ParametersAreReadOnceAtInit) {
+  const miTag img = image(640, 480);
+  const miTag tag = renderer().create_instance(kWidthPerHeight, {value("image", {std::to_string(img)}),
+                                                                 value("multiplier", {"2"})});
+  host::ShadingState s;
+  renderer().init_instance(tag, s.state);
+  auto *paras = reinterpret_cast<readout::ImageParams *>(renderer().instance(tag)->parameters());
+  paras->multiplier = 5.0f;  // too late for this instance
+  paras->image = 0;
+  float out = 0;
+  EXPECT_TRUE(renderer().call(tag, &out, s.state));
+  EXPECT_EQ(out, 2.66666675f);
+  renderer().exit_instance(tag, s.state);
+  EXPECT_EQ(renderer().held_bytes(), 0u);
+  EXPECT_EQ(renderer().instance(tag)->user_pointer, nullptr);  // full exit
+}
+
+TEST_F(AspectRatio, ImageFromASceneFileAndAConnectedMultiplier) {
+  // a 4 x 2 image file; the multiplier is metres turned into inches by another shader
+  const std::string ppm = write_file("wide.ppm",
+                                     "P3\n4 2\n255\n"
+                                     "0 0 0  0 0 0  0 0 0  0 0 0\n"
+                                     "0 0 0  0 0 0  0 0 0  0 0 0\n");
+  renderer().set_scene(scene_with_unit_scale(0.0254f));
+  load("color texture \"wide\" \"" + ppm + "\"\n"
+       "shader \"inches\" \"tavo_scale_meters_to_internal\" ( \"value\" 0.254 )\n"
+       "shader \"ratio\" \"tavo_aspect_ratio_height_per_width\" ( \"image\" \"wide\", \"multiplier\" = \"inches\" )\n");
+  const auto calls = renderer().run(tag("ratio"), {miRAY_EYE});
+  float out;
+  std::memcpy(&out, calls.front().result.data(), sizeof out);
+  EXPECT_EQ(out, 5.0f);  // 2 / 4, times 0.254 m in inches (exactly 10 in single precision)
+  EXPECT_EQ(renderer().held_bytes(), 0u);
+}
+
+}  // namespace
+}  // namespace tavo::test
