@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <vector>
 
 #include "host_fixture.h"
 #include "pixel.h"
@@ -46,6 +47,32 @@ class SceneTest : public HostTest {
     std::filesystem::create_directories(dir);
     const std::string path = (dir / name).string();
     std::ofstream(path) << text;
+    return path;
+  }
+};
+
+// A scene test whose shaders read images the test writes, and whose
+// instances must all have released their memory when it ends.
+class TexturedSceneTest : public SceneTest {
+ protected:
+  void TearDown() override {
+    host::ShadingState done;
+    renderer().exit_all(done.state);
+    renderer().exit_shaders(done.state);
+    EXPECT_EQ(renderer().held_bytes(), 0u);
+    SceneTest::TearDown();
+  }
+
+  // A square image of n x n texels, written as floats so that every value stays exact.
+  static std::string texture_file(const std::string &name, int n, miColor (*texel)(int, int)) {
+    const std::string path = write_file(name, "");
+    std::vector<float> rgba;
+    for (int row = 0; row < n; ++row)
+      for (int i = 0; i < n; ++i) {
+        const miColor c = texel(i, n - 1 - row);
+        rgba.insert(rgba.end(), {c.r, c.g, c.b, c.a});
+      }
+    host::write_image(path, n, n, rgba);
     return path;
   }
 };

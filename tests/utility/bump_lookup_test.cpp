@@ -72,10 +72,10 @@ struct Snapshot {
   std::vector<miVector> tex;
 };
 
-class BumpLookup : public SceneTest {
+class BumpLookup : public TexturedSceneTest {
  protected:
   void SetUp() override {
-    SceneTest::SetUp();
+    TexturedSceneTest::SetUp();
     // A slope: height (i + 2j) / 16 at texel (i, j), rising by 1/16 a texel in
     // x and 2/16 in y; the height is the mean of channels that differ.
     slope_ = texture_file("slope.exr", 8, [](int i, int j) {
@@ -87,26 +87,6 @@ class BumpLookup : public SceneTest {
       const float w = float((i + j + 1) % 2);
       return miColor{w, w, w, 1};
     });
-  }
-
-  void TearDown() override {
-    host::ShadingState done;
-    renderer().exit_all(done.state);
-    renderer().exit_shaders(done.state);
-    EXPECT_EQ(renderer().held_bytes(), 0u);
-    SceneTest::TearDown();
-  }
-
-  std::string texture_file(const std::string &name, int n, miColor (*texel)(int, int)) {
-    const std::string path = write_file(name, "");
-    std::vector<float> rgba;
-    for (int row = 0; row < n; ++row)
-      for (int i = 0; i < n; ++i) {
-        const miColor c = texel(i, n - 1 - row);
-        rgba.insert(rgba.end(), {c.r, c.g, c.b, c.a});
-      }
-    host::write_image(path, n, n, rgba);
-    return path;
   }
 
   // The three images, and `more` of the scene.

@@ -55,10 +55,10 @@ void expect_same(const miColor &got, const miColor &want, const std::string &wha
 // a filtered one averages over several texels of both colours.
 bool blurred(const miColor &c) { return c.r > 0.05f && c.r < 0.95f && c.r == c.g && c.r == c.b; }
 
-class TexLookup : public SceneTest {
+class TexLookup : public TexturedSceneTest {
  protected:
   void SetUp() override {
-    SceneTest::SetUp();
+    TexturedSceneTest::SetUp();
     // 64 x 64 texels of one-texel squares, white at (0, 0); and an 8 x 8 ramp.
     const std::string checker = texture_file("checker.exr", 64, [](int i, int j) {
       const float w = float((i + j + 1) % 2);
@@ -78,27 +78,6 @@ class TexLookup : public SceneTest {
       object "wall" plane origin -4 -4 0 u 8 0 0 v 0 8 0 end object
       camera "c" resolution 641 481 aperture 36 focal 50 position 0 0 10 direction 0 0 -1 end camera
     )");
-  }
-
-  void TearDown() override {
-    host::ShadingState done;
-    renderer().exit_all(done.state);
-    renderer().exit_shaders(done.state);
-    EXPECT_EQ(renderer().held_bytes(), 0u);
-    SceneTest::TearDown();
-  }
-
-  // A square image of n x n texels, written as floats so that every value stays exact.
-  std::string texture_file(const std::string &name, int n, miColor (*texel)(int, int)) {
-    const std::string path = write_file(name, "");
-    std::vector<float> rgba;
-    for (int row = 0; row < n; ++row)
-      for (int i = 0; i < n; ++i) {
-        const miColor c = texel(i, n - 1 - row);
-        rgba.insert(rgba.end(), {c.r, c.g, c.b, c.a});
-      }
-    host::write_image(path, n, n, rgba);
-    return path;
   }
 
   static std::string tag_of(const std::string &name) { return std::to_string(tag(name)); }
