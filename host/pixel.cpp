@@ -18,15 +18,21 @@ bool aim_at_pixel(ShadingState &shading, const Scene &scene, int x, int y) {
   shading.camera = scene.camera.intrinsics;
   shading.options = scene.options;
 
-  miState &state = shading.state;
   miVector origin, direction;
   scene.camera.ray(x + 0.5, y + 0.5, origin, direction);
+  return cast_eye_ray(shading, scene, x, y, origin, direction);
+}
+
+bool cast_eye_ray(ShadingState &shading, const Scene &scene, int x, int y, const miVector &origin,
+                  const miVector &direction) {
+  miState &state = shading.state;
   state.org = origin;
   state.dir = direction;
   state.raster_x = x;
   state.raster_y = y;
   state.reflection_level = state.refraction_level = 0;
   state.parent = state.child = nullptr;
+  state.tex_list = shading.tex_list;
   Hit hit;
   if (scene.intersect(origin, direction, 0.0f, std::numeric_limits<float>::infinity(), hit)) {
     scene.fill_hit(state, origin, direction, hit, shading.tex_list);
@@ -41,7 +47,6 @@ bool aim_at_pixel(ShadingState &shading, const Scene &scene, int x, int y) {
   state.pri = nullptr;
   state.pri_idx = 0;
   for (float &b : state.bary) b = 0.0f;
-  state.tex_list = shading.tex_list;
   state.texture_spaces = 0;
   return false;
 }

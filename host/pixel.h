@@ -18,6 +18,11 @@ class Scene;
 // on a miss the state has the ray only, as the environment receives it.
 bool aim_at_pixel(ShadingState &shading, const Scene &scene, int x, int y);
 
+// Casts the eye ray (origin, direction) of pixel (x, y) for the state and
+// fills in what it hits; on a miss the state has the ray only.
+bool cast_eye_ray(ShadingState &shading, const Scene &scene, int x, int y, const miVector &origin,
+                  const miVector &direction);
+
 struct PixelEvaluation {
   bool hit = false;
   std::string object;  // the name of the object hit

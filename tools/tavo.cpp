@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "pixel.h"
+#include "render.h"
 #include "renderer_core.h"
 #include "report.h"
 #include "scene.h"
@@ -210,6 +211,50 @@ int run_eval(const EvalOptions &options) {
   return 0;
 }
 
+struct RenderOptions {
+  std::string file;
+  std::string output;
+  std::string resolution;
+  int samples = 1;
+  int threads = 0;
+  bool quiet = false;
+};
+
+// tavo render SCENE -o OUT: the scene's image, written only once it is whole.
+int run_render(const RenderOptions &options, const fs::path &library_dir) {
+  Renderer &renderer = Renderer::get();
+  RenderSettings settings;
+  if (!options.resolution.empty()) {
+    const std::vector<std::string> wh = split_words(options.resolution, ',');
+    try {
+      if (wh.size() != 2) throw Error("");
+      settings.width = parse_integer(wh[0]);
+      settings.height = parse_integer(wh[1]);
+    } catch (const Error &) {
+      throw UsageError("expected --resolution W,H with two integers, found '" + options.resolution + "'");
+    }
+    if (settings.width <= 0 || settings.height <= 0)
+      throw UsageError("--resolution needs a positive width and height, found '" + options.resolution + "'");
+  }
+  if (options.samples < 1 || options.samples > 1024)
+    throw UsageError("--samples must lie in 1..1024, found " + std::to_string(options.samples));
+  if (options.threads < 0) throw UsageError("--threads must not be negative, found " + std::to_string(options.threads));
+  if (fs::path(options.output).extension().empty())
+    throw UsageError("cannot tell the image format of '" + options.output + "': give it an extension (.png, .exr)");
+  settings.samples = options.samples;
+  settings.threads = options.threads;
+  settings.progress = !options.quiet;
+
+  const LoadedScene loaded = load_scene(options.file, {library_dir.string()});
+  renderer.set_current_scene(loaded.scene);
+  renderer.set_scene(loaded.record.value_or(Renderer::default_scene()));
+  const RenderedImage image = render(*loaded.scene, loaded.instances, settings);
+  for (const Message &m : renderer.messages())
+    if (m.level == "error") std::fprintf(stderr, "tavo: %s: %s\n", m.level.c_str(), m.text.c_str());
+  save_image(options.output, image);
+  return 0;
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -233,6 +278,16 @@ int main(int argc, char **argv) {
   ev->add_flag("--no-scene", eval.no_scene, "the host has no scene record");
   ev->add_option("--ray", eval.rays, "one evaluation per ray type: eye, shadow, reflection, refraction or a code");
 
+  RenderOptions render_options;
+  CLI::App *rd = app.add_subcommand("render", "render a scene file to an image (.png: sRGB, .exr: linear)");
+  rd->add_option("SCENE", render_options.file, "the scene file")->required();
+  rd->add_option("-o,--output", render_options.output, "the image to write; its extension picks the format")
+      ->required();
+  rd->add_option("--resolution", render_options.resolution, "W,H (default: the camera's)");
+  rd->add_option("--samples", render_options.samples, "samples per pixel (default 1)");
+  rd->add_option("--threads", render_options.threads, "rendering threads (default: every core)");
+  rd->add_flag("--quiet", render_options.quiet, "no progress bar");
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp &e) {
@@ -248,6 +303,10 @@ int main(int argc, char **argv) {
       const auto functions = Renderer::get().functions();
       std::fputs((list_json ? declarations_json(functions) : declarations_text(functions)).c_str(), stdout);
       return 0;
+    }
+    if (rd->parsed()) {
+      const fs::path lib = library.empty() ? default_library() : fs::path(library);
+      return run_render(render_options, lib.parent_path());
     }
     if (!eval.file.empty()) {
       const fs::path lib = library.empty() ? default_library() : fs::path(library);
