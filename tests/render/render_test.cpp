@@ -83,6 +83,7 @@ TEST(Render, ExamplesMatchTheirReferenceImages) {
   };
   const Case cases[] = {
       {"gallery.mi", "gallery_80x48.png", "80,48"},
+      {"utilities.mi", "utilities_64x48.png", "64,48"},
   };
   const fs::path here = fs::path(__FILE__).parent_path();
   for (const Case &c : cases) {
@@ -100,15 +101,18 @@ TEST(Render, ExamplesMatchTheirReferenceImages) {
 }
 
 TEST(Render, OneThreadAndTwoThreadsGiveTheSameImage) {
-  Folder out("threads");
-  const std::string scene = (fs::path(TAVO_EXAMPLES) / "gallery.mi").string();
-  for (const char *threads : {"1", "2"}) {
-    const ToolRun run = run_tool("render " + scene + " -o " + (out.path / (std::string(threads) + ".exr")).string() +
-                         " --resolution 60,36 --samples 4 --quiet --threads " + threads);
-    ASSERT_EQ(run.status, 0) << run.err;
+  for (const char *example : {"gallery.mi", "utilities.mi"}) {
+    SCOPED_TRACE(example);
+    Folder out("threads");
+    const std::string scene = (fs::path(TAVO_EXAMPLES) / example).string();
+    for (const char *threads : {"1", "2"}) {
+      const ToolRun run = run_tool("render " + scene + " -o " + (out.path / (std::string(threads) + ".exr")).string() +
+                           " --resolution 60,36 --samples 4 --quiet --threads " + threads);
+      ASSERT_EQ(run.status, 0) << run.err;
+    }
+    const Difference d = compare((out.path / "1.exr").string(), (out.path / "2.exr").string());
+    EXPECT_EQ(d.max, 0.0);
   }
-  const Difference d = compare((out.path / "1.exr").string(), (out.path / "2.exr").string());
-  EXPECT_EQ(d.max, 0.0);
 }
 
 TEST(Render, FailuresLeaveNoFileBehind) {
