@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "scene.h"
+#include "shading.h"
 
 namespace tavo::host {
 
@@ -38,16 +39,7 @@ bool cast_eye_ray(ShadingState &shading, const Scene &scene, int x, int y, const
     scene.fill_hit(state, origin, direction, hit, shading.tex_list);
     return true;
   }
-  state.dist = 0.0f;
-  state.point = origin;
-  state.normal = state.normal_geom = miVector{0, 0, 0};
-  state.dot_nd = 0.0f;
-  state.inv_normal = miFALSE;
-  state.instance = state.material = 0;
-  state.pri = nullptr;
-  state.pri_idx = 0;
-  for (float &b : state.bary) b = 0.0f;
-  state.texture_spaces = 0;
+  clear_hit(state, origin);
   return false;
 }
 

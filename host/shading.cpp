@@ -11,6 +11,19 @@
 
 namespace tavo::host {
 
+void clear_hit(miState &state, const miVector &origin) {
+  state.dist = 0.0f;
+  state.point = origin;
+  state.normal = state.normal_geom = miVector{0, 0, 0};
+  state.dot_nd = 0.0f;
+  state.inv_normal = miFALSE;
+  state.instance = state.material = 0;
+  state.pri = nullptr;
+  state.pri_idx = 0;
+  for (float &b : state.bary) b = 0.0f;
+  state.texture_spaces = 0;
+}
+
 namespace {
 
 constexpr std::uint32_t kSampleMagic = 0x74617673;
@@ -51,17 +64,8 @@ miState *begin_child(miState *parent, int type, miVector origin, miVector direct
   child.child = nullptr;
   child.org = origin;
   child.dir = direction;
-  child.dist = 0.0f;
-  child.point = origin;
-  child.normal = child.normal_geom = miVector{0, 0, 0};
-  child.dot_nd = 0.0f;
-  child.inv_normal = miFALSE;
-  child.instance = child.material = 0;
-  child.pri = nullptr;
-  child.pri_idx = 0;
-  for (float &b : child.bary) b = 0.0f;
+  clear_hit(child, origin);
   child.tex_list = tex;
-  child.texture_spaces = 0;
   parent->child = &child;
   return &child;
 }

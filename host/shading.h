@@ -16,6 +16,10 @@
 
 namespace tavo::host {
 
+// A state that hit nothing: the ray's origin as its point, no surface, no
+// primitive, no texture spaces.
+void clear_hit(miState &state, const miVector &origin);
+
 class Scene;
 
 // How deep a tree of traced rays may grow below the sample's first state.
