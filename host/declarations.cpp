@@ -82,13 +82,15 @@ class DeclarationParser {
     ShaderDeclaration decl;
     decl.file = lex_.file();
     decl.line = lex_.next().line;
-    lex_.expect_word("shader");
+    const bool phenomenon = lex_.accept_word("phenomenon");
+    if (!phenomenon) lex_.expect_word("shader");
     decl.result = type(/*in_result=*/true);
     if (decl.result.kind == Kind::Array) lex_.fail(decl.line, "a shader cannot return an array");
     decl.name = lex_.expect_string("the shader's name in quotes");
     lex_.expect_punct('(');
     decl.parameters.kind = Kind::Struct;
     fields(decl.parameters, ')', /*allow_defaults=*/true, /*allow_arrays=*/true);
+    if (phenomenon) decl.phenomenon = network(decl);
     for (;;) {
       if (lex_.accept_word("version")) {
         decl.version = parse_integer(lex_.expect_number("a version number"));
@@ -102,6 +104,71 @@ class DeclarationParser {
     lex_.expect_word("end");
     lex_.expect_word("declare");
     return decl;
+  }
+
+  // The body of a phenomenon: its shaders, then `root = "name"`. Parameter
+  // lists are kept as tokens; only the names they use are checked here.
+  std::shared_ptr<const Phenomenon> network(const ShaderDeclaration &decl) {
+    auto net = std::make_shared<Phenomenon>();
+    std::set<std::string> names;
+    while (lex_.at_word("shader")) {
+      PhenomenonShader shader;
+      shader.line = lex_.next().line;
+      shader.name = lex_.expect_string("the name of the phenomenon's shader in quotes");
+      if (names.count(shader.name))
+        lex_.fail(shader.line, "phenomenon \"" + decl.name + "\" has two shaders named \"" + shader.name + "\"");
+      shader.shader = lex_.expect_string("the declared shader's name in quotes");
+      if (!lex_.at_punct('(')) lex_.fail_expected("'('");
+      parameter_tokens(decl, names, shader.parameters);
+      names.insert(shader.name);
+      net->shaders.push_back(std::move(shader));
+    }
+    if (net->shaders.empty()) lex_.fail_expected("the phenomenon's first shader ('shader \"name\" \"declared\" (...)')");
+    net->root_line = lex_.peek().line;
+    lex_.expect_word("root");
+    lex_.expect_punct('=');
+    net->root = lex_.expect_string("the root shader's name in quotes");
+    if (!names.count(net->root))
+      lex_.fail(net->root_line, "phenomenon \"" + decl.name + "\" has no shader named \"" + net->root + "\"");
+    return net;
+  }
+
+  // Copies a parameter list, brackets balanced, checking that every
+  // `interface "p"` names a parameter of the phenomenon and every connection
+  // one of its shaders defined before.
+  void parameter_tokens(const ShaderDeclaration &decl, const std::set<std::string> &shaders,
+                        std::vector<Token> &out) {
+    std::string open;
+    do {
+      const Token tok = lex_.peek();
+      if (tok.kind == Token::Kind::End) lex_.fail_expected("')' closing the parameters");
+      if (tok.kind == Token::Kind::Punct && std::string("([{").find(tok.text[0]) != std::string::npos) {
+        open.push_back(tok.text[0]);
+      } else if (tok.kind == Token::Kind::Punct && std::string(")]}").find(tok.text[0]) != std::string::npos) {
+        const char expected = open.back() == '(' ? ')' : open.back() == '[' ? ']' : '}';
+        if (tok.text[0] != expected) lex_.fail_expected(std::string("'") + expected + "'");
+        open.pop_back();
+      }
+      out.push_back(lex_.next());
+      if (tok.kind == Token::Kind::Punct && tok.text[0] == '=') {
+        if (lex_.at_word("interface")) {
+          out.push_back(lex_.next());
+          const Token name = lex_.peek();
+          const std::string p = lex_.expect_string("the interface parameter's name in quotes");
+          if (!decl.parameter(p))
+            lex_.fail(name.line, "phenomenon \"" + decl.name + "\" has no parameter \"" + p + "\"");
+          out.push_back(name);
+        } else {
+          const Token name = lex_.peek();
+          const std::string source = lex_.expect_string("a shader of the phenomenon in quotes, or interface \"name\"");
+          const std::string shader = shaders.count(source) ? source : source.substr(0, source.rfind('.'));
+          if (!shaders.count(shader))
+            lex_.fail(name.line, "phenomenon \"" + decl.name + "\" has no shader \"" + shader +
+                                     "\" defined before this one");
+          out.push_back(name);
+        }
+      }
+    } while (!open.empty());
   }
 
   // type := simple | tag | "color texture" | struct { fields } | array type

@@ -44,6 +44,31 @@ struct Field {
   std::vector<std::string> default_words;  // the default as written, empty when none
 };
 
+// A word, quoted string, number or punctuation mark of the scene-description
+// language, with the line it stands on.
+struct Token {
+  enum class Kind { Word, String, Number, Punct, End } kind = Kind::End;
+  std::string text;
+  int line = 0;
+};
+
+// One shader of a phenomenon's network: `shader "name" "declared" ( ... )`.
+// Its parameter list is kept as tokens and read when the phenomenon is
+// instanced, once every shader it names can be declared.
+struct PhenomenonShader {
+  std::string name;
+  std::string shader;
+  int line = 0;
+  std::vector<Token> parameters;  // from '(' to the matching ')'
+};
+
+// The network a phenomenon declaration wires; its result is the root's.
+struct Phenomenon {
+  std::vector<PhenomenonShader> shaders;
+  std::string root;
+  int root_line = 0;
+};
+
 struct ShaderDeclaration {
   std::string name;
   Type result;
@@ -51,6 +76,7 @@ struct ShaderDeclaration {
   int version = 0;
   std::string file;
   int line = 0;
+  std::shared_ptr<const Phenomenon> phenomenon;  // set for a phenomenon
 
   const Field *parameter(std::string_view name) const;
 };

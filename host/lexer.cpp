@@ -20,7 +20,20 @@ void Lexer::fail_expected(std::string_view what) const {
   fail(current_.line, "expected " + std::string(what) + ", found " + describe(current_));
 }
 
+Lexer::Lexer(const std::vector<Token> &tokens, std::string file) : file_(std::move(file)), replay_(&tokens) {
+  advance();
+}
+
 void Lexer::advance() {
+  if (replay_) {
+    if (replayed_ < replay_->size()) {
+      current_ = (*replay_)[replayed_++];
+    } else {
+      current_ = Token{};
+      current_.line = replay_->empty() ? 0 : replay_->back().line;
+    }
+    return;
+  }
   for (;;) {
     while (pos_ < text_.size() && std::isspace(static_cast<unsigned char>(text_[pos_]))) {
       if (text_[pos_] == '\n') ++line_;

@@ -4,20 +4,17 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "declarations.h"
 
 namespace tavo::host {
 
-struct Token {
-  enum class Kind { Word, String, Number, Punct, End } kind = Kind::End;
-  std::string text;
-  int line = 0;
-};
-
 class Lexer {
  public:
   Lexer(std::string_view text, std::string file) : text_(text), file_(std::move(file)) { advance(); }
+  // Reads tokens kept from an earlier reading of `file` again, with their lines.
+  Lexer(const std::vector<Token> &tokens, std::string file);
 
   const Token &peek() const { return current_; }
   Token next();
@@ -44,6 +41,8 @@ class Lexer {
   int line_ = 1;
   std::string file_;
   Token current_;
+  const std::vector<Token> *replay_ = nullptr;
+  std::size_t replayed_ = 0;
 };
 
 std::string describe(const Token &token);

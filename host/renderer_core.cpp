@@ -186,9 +186,10 @@ void Renderer::declare_from(std::vector<ShaderDeclaration> decls, const std::vec
   for (ShaderDeclaration &decl : decls) {
     auto fn = std::make_unique<Function>();
     // the first library, in link order, that exports the shader provides all its entries
-    void *handle = handles.empty() ? nullptr : handles.front();
+    // a phenomenon is made of other declarations: no library provides it
+    void *handle = handles.empty() || decl.phenomenon ? nullptr : handles.front();
     for (void *candidate : handles)
-      if (dlsym(candidate, decl.name.c_str())) {
+      if (!decl.phenomenon && dlsym(candidate, decl.name.c_str())) {
         handle = candidate;
         break;
       }
@@ -251,6 +252,8 @@ miTag Renderer::create_instance(const std::string &shader, const std::vector<Ass
   const auto it = functions_.find(shader);
   if (it == functions_.end()) throw Error("unknown shader '" + shader + "'");
   Function &fn = *it->second;
+  if (fn.decl.phenomenon)
+    throw Error("'" + shader + "' is a phenomenon: its shaders are made where a scene file instances it");
   if (!fn.main && fn.library.empty())
     throw Error("shader '" + shader + "' is declared but no library linked before its declarations exports it");
   if (!fn.main)

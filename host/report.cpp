@@ -85,6 +85,17 @@ std::string type_json(const Type &type) {
   return json_string(type.name());
 }
 
+// `, "phenomenon": {...}` for a phenomenon: its shaders in order and its root.
+std::string phenomenon_json(const ShaderDeclaration &d) {
+  if (!d.phenomenon) return {};
+  std::string out = ", \"phenomenon\": {\"shaders\": [";
+  for (std::size_t i = 0; i < d.phenomenon->shaders.size(); ++i) {
+    const PhenomenonShader &s = d.phenomenon->shaders[i];
+    out += std::string(i ? ", " : "") + "{\"name\": " + json_string(s.name) + ", \"shader\": " + json_string(s.shader) + "}";
+  }
+  return out + "], \"root\": " + json_string(d.phenomenon->root) + "}";
+}
+
 }  // namespace
 
 std::string json_value(const Type &type, const std::byte *value) {
@@ -121,7 +132,13 @@ std::string declarations_text(const std::vector<const Function *> &functions) {
   std::string out;
   for (const Function *fn : functions) {
     const ShaderDeclaration &d = fn->decl;
-    out += d.name + (fn->main ? "" : "  (not exported)") + "\n";
+    if (d.phenomenon) {
+      out += d.name + "  (phenomenon:";
+      for (const PhenomenonShader &s : d.phenomenon->shaders) out += " " + s.name + " = " + s.shader + ",";
+      out += " root " + d.phenomenon->root + ")\n";
+    } else {
+      out += d.name + (fn->main ? "" : "  (not exported)") + "\n";
+    }
     out += "  parameters:" + std::string(d.parameters.fields.empty() ? " none" : "") + "\n";
     field_lines(out, d.parameters, "    ");
     out += "  result: " + d.result.name() + "\n";
@@ -137,7 +154,8 @@ std::string declarations_json(const std::vector<const Function *> &functions) {
     const ShaderDeclaration &d = fn->decl;
     out += "  {\"name\": " + json_string(d.name) + ", \"exported\": " + (fn->main ? "true" : "false") +
            ", \"version\": " + std::to_string(d.version) +
-           ", \"parameters\": " + fields_json(d.parameters, true) + ", \"result\": " + type_json(d.result) + "}" +
+           ", \"parameters\": " + fields_json(d.parameters, true) + ", \"result\": " + type_json(d.result) +
+           phenomenon_json(d) + "}" +
            (i + 1 < functions.size() ? ",\n" : "\n");
   }
   return out + "]\n";

@@ -368,20 +368,32 @@ class SceneParser {
     const Function *fn = renderer_.function(decl_name);
     if (!fn)
       lex().fail(decl_line, "unknown shader \"" + decl_name + "\" (is its declarations file included?)");
+    const std::vector<Assignment> assignments = parameters(fn->decl);
+    return make(name, fn->decl, assignments, line);
+  }
+
+  // ( "parameter" value, ... ) of a shader declared as `decl`.
+  std::vector<Assignment> parameters(const ShaderDeclaration &decl) {
     std::vector<Assignment> assignments;
     lex().expect_punct('(');
     if (!lex().accept_punct(')')) {
       do {
         const int at = lex().peek().line;
         const std::string parameter = lex().expect_string("a parameter name in quotes");
-        const Field *field = fn->decl.parameter(parameter);
-        if (!field) lex().fail(at, "shader \"" + decl_name + "\" has no parameter \"" + parameter + "\"");
+        const Field *field = decl.parameter(parameter);
+        if (!field) lex().fail(at, "shader \"" + decl.name + "\" has no parameter \"" + parameter + "\"");
         value(field->type, parameter, assignments);
       } while (lex().accept_punct(','));
       lex().expect_punct(')');
     }
+    return assignments;
+  }
+
+  miTag make(const std::string &name, const ShaderDeclaration &decl, const std::vector<Assignment> &assignments,
+             int line) {
+    if (decl.phenomenon) return expand(name, decl, assignments, line);
     try {
-      const miTag tag = renderer_.create_instance(decl_name, assignments);
+      const miTag tag = renderer_.create_instance(decl.name, assignments);
       out_.instances.push_back(tag);
       return tag;
     } catch (const Error &e) {
@@ -389,12 +401,119 @@ class SceneParser {
     }
   }
 
+  // --- phenomena
+
+  // What the shaders of a phenomenon being instanced see: each other by
+  // name, and the instance's own parameters through `interface "name"`.
+  struct Network {
+    const ShaderDeclaration *phenomenon = nullptr;
+    const std::vector<Assignment> *given = nullptr;
+    std::map<std::string, miTag> shaders;  // made so far
+  };
+
+  // Instances a phenomenon: makes its shaders in order, each reading its
+  // parameter list from the declaration, and stands for its root. The other
+  // shaders are named "instance:shader", so that they can be evaluated too.
+  miTag expand(const std::string &name, const ShaderDeclaration &decl, const std::vector<Assignment> &given,
+               int line) {
+    if (nesting_ >= kMaxIncludeDepth)
+      lex().fail(line, "phenomena nest more than " + std::to_string(kMaxIncludeDepth) + " deep");
+    Network network{&decl, &given, {}};
+    Lexer *const outer_lex = lex_;
+    Network *const outer_network = network_;
+    const auto restore = [&] {
+      lex_ = outer_lex;
+      network_ = outer_network;
+      --nesting_;
+    };
+    ++nesting_;
+    try {
+      for (const PhenomenonShader &shader : decl.phenomenon->shaders) {
+        const Function *fn = renderer_.function(shader.shader);
+        if (!fn)
+          throw Error(decl.file + ":" + std::to_string(shader.line) + ": phenomenon \"" + decl.name +
+                      "\" uses shader \"" + shader.shader + "\", which is not declared (is its declarations file "
+                      "included?)");
+        Lexer body(shader.parameters, decl.file);
+        lex_ = &body;
+        network_ = &network;
+        const std::string inner = name + ":" + shader.name;
+        const std::vector<Assignment> assignments = parameters(fn->decl);
+        const miTag tag = make(inner, fn->decl, assignments, shader.line);
+        network.shaders[shader.name] = tag;
+        if (shader.name != decl.phenomenon->root) renderer_.set_name(tag, inner);
+      }
+    } catch (const Error &e) {
+      restore();
+      lex().fail(line, "shader \"" + name + "\" (" + decl.name + "): " + e.what());
+    }
+    restore();
+    return network.shaders.at(decl.phenomenon->root);
+  }
+
+  // `= interface "name"` inside a phenomenon: what the instance gave its
+  // parameter, element by element, and its declared default (or zero) for
+  // every part it left out.
+  void interface_value(const Type &type, const std::string &path, std::vector<Assignment> &out, int line) {
+    const std::string name = lex().expect_string("the interface parameter's name in quotes");
+    const ShaderDeclaration &decl = *network_->phenomenon;
+    const Field *field = decl.parameter(name);
+    if (!field) lex().fail(line, "phenomenon \"" + decl.name + "\" has no parameter \"" + name + "\"");
+    if (field->type.name() != type.name() || field->type.size() != type.size())
+      lex().fail(line, "\"" + path + "\" is " + type.name() + " but the interface parameter \"" + name + "\" is " +
+                           field->type.name());
+    std::vector<std::string> given;
+    for (const Assignment &a : *network_->given) {
+      if (a.path != name && !a.path.starts_with(name + ".") && !a.path.starts_with(name + "[")) continue;
+      Assignment copy = a;
+      copy.path = path + a.path.substr(name.size());
+      given.push_back(copy.path);
+      out.push_back(std::move(copy));
+    }
+    fill_defaults(field->type, field->default_words, path, given, out);
+  }
+
+  // Defaults (or zeros) for the scalar-like parts of `path` that no given path covers.
+  static void fill_defaults(const Type &type, const std::vector<std::string> &default_words, const std::string &path,
+                            const std::vector<std::string> &given, std::vector<Assignment> &out) {
+    for (const std::string &g : given)
+      if (path == g || path.starts_with(g + ".") || path.starts_with(g + "[")) return;
+    if (type.kind == Kind::Array) return;  // elements not given: an empty array
+    if (type.kind == Kind::Struct) {
+      for (const Field &f : type.fields) fill_defaults(f.type, f.default_words, path + "." + f.name, given, out);
+      return;
+    }
+    std::vector<std::string> words = default_words;
+    if (words.empty()) {
+      const std::size_t n = type.kind == Kind::Vector ? 3 : type.kind == Kind::Color ? 4
+                            : type.kind == Kind::Transform ? 16 : 1;
+      words.assign(n, "0");
+    }
+    out.push_back({path, std::move(words), 0, {}});
+  }
+
+  // The tag of a shader of the phenomenon being instanced.
+  miTag network_shader(const std::string &name, int line) {
+    const auto it = network_->shaders.find(name);
+    if (it == network_->shaders.end())
+      lex().fail(line, "phenomenon \"" + network_->phenomenon->name + "\" has no shader \"" + name +
+                           "\" defined before this one");
+    return it->second;
+  }
+
   // The value of a parameter (or element, or field) at `path`.
   void value(const Type &type, const std::string &path, std::vector<Assignment> &out) {
     const int line = lex().peek().line;
     if (lex().accept_punct('=')) {
+      if (network_ && lex().accept_word("interface")) return interface_value(type, path, out, line);
       const std::string source = lex().expect_string("the connected shader's name in quotes, \"name\" or \"name.field\"");
       std::string instance = source, field;
+      if (network_) {
+        if (!network_->shaders.count(source) && source.rfind('.') != std::string::npos)
+          instance = source.substr(0, source.rfind('.')), field = source.substr(source.rfind('.') + 1);
+        out.push_back({path, {}, network_shader(instance, line), field});
+        return;
+      }
       const auto it = named_.find(source);
       if (it == named_.end()) {
         const std::size_t dot = source.rfind('.');
@@ -430,7 +549,8 @@ class SceneParser {
     }
     if (type.kind == Kind::Tag) {
       const std::string name = lex().expect_string("the name of " + tag_kind_text(type) + " in quotes");
-      out.push_back({path, {std::to_string(tagged(type, name, line))}, 0, {}});
+      const miTag tag = network_ ? network_shader(name, line) : tagged(type, name, line);
+      out.push_back({path, {std::to_string(tag)}, 0, {}});
       return;
     }
     std::vector<std::string> words;
@@ -563,6 +683,8 @@ class SceneParser {
   Lexer *lex_ = nullptr;
   int depth_ = 0;
   std::map<std::string, Named> named_;
+  Network *network_ = nullptr;  // the phenomenon being instanced, if any
+  int nesting_ = 0;             // of phenomena inside phenomena
   CameraSettings settings_;
   std::string camera_where_ = "the default camera";
   std::string options_where_;

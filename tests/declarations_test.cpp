@@ -2,6 +2,7 @@
 // a malformed file gets.
 #include <gtest/gtest.h>
 
+#include <map>
 #include <set>
 
 #include "declarations.h"
@@ -97,15 +98,95 @@ TEST(Declarations, AMissingFileIsNamed) {
   }
 }
 
-// The shipped declarations: the 35 shaders of the library, each version 1.
-TEST(Declarations, TheLibraryDeclaresItsThirtyFiveShaders) {
+TEST(Declarations, APhenomenonKeepsItsNetworkForLater) {
+  const auto decls = parse_declarations(R"(declare phenomenon
+    color "tinted" ( color "c" default 1 0 0, scalar "k" )
+    shader "a" "some_shader" ( "x" = interface "k", "list" [ { "v" 1 } ] )
+    shader "b" "other_shader" ( "in" = "a.field", "map" "a" )
+    root = "b"
+    version 2
+end declare)",
+                                        "p.mi");
+  ASSERT_EQ(decls.size(), 1u);
+  const ShaderDeclaration &d = decls[0];
+  ASSERT_NE(d.phenomenon, nullptr);
+  EXPECT_EQ(d.result.kind, Kind::Color);
+  EXPECT_EQ(d.parameters.size(), 20u);
+  EXPECT_EQ(d.version, 2);
+  const Phenomenon &net = *d.phenomenon;
+  ASSERT_EQ(net.shaders.size(), 2u);
+  EXPECT_EQ(net.shaders[0].shader, "some_shader");
+  EXPECT_EQ(net.shaders[1].line, 4);
+  EXPECT_EQ(net.root, "b");
+  // the parameter list from its '(' to its ')', nothing read into it yet
+  std::string joined;
+  for (const Token &t : net.shaders[0].parameters) joined += t.text + " ";
+  EXPECT_EQ(joined, "( x = interface k , list [ { v 1 } ] ) ");
+}
+
+TEST(Declarations, AMalformedPhenomenonIsNamedWhereItIsWrong) {
+  const auto wrong = [](const std::string &body) {
+    return error_of("declare phenomenon color \"p\" ( scalar \"k\" )\n" + body + "\nend declare");
+  };
+  EXPECT_EQ(wrong("root = \"a\""),
+            "shaders.mi:2: expected the phenomenon's first shader ('shader \"name\" \"declared\" (...)'), found 'root'");
+  EXPECT_EQ(wrong("shader \"a\" \"s\" ( \"x\" = interface \"q\" ) root = \"a\""),
+            "shaders.mi:2: phenomenon \"p\" has no parameter \"q\"");
+  EXPECT_EQ(wrong("shader \"a\" \"s\" ( \"x\" = \"b.f\" )\nshader \"b\" \"s\" ( ) root = \"a\""),
+            "shaders.mi:2: phenomenon \"p\" has no shader \"b\" defined before this one");
+  EXPECT_EQ(wrong("shader \"a\" \"s\" ( \"x\" = \"a\" ) root = \"a\""),
+            "shaders.mi:2: phenomenon \"p\" has no shader \"a\" defined before this one");
+  EXPECT_EQ(wrong("shader \"a\" \"s\" ( )\nshader \"a\" \"t\" ( ) root = \"a\""),
+            "shaders.mi:3: phenomenon \"p\" has two shaders named \"a\"");
+  EXPECT_EQ(wrong("shader \"a\" \"s\" ( \"x\" [ 1 ) ) root = \"a\""), "shaders.mi:2: expected ']', found ')'");
+  EXPECT_EQ(wrong("shader \"a\" \"s\" ( ) root = \"z\""), "shaders.mi:2: phenomenon \"p\" has no shader named \"z\"");
+  EXPECT_EQ(wrong("shader \"a\" \"s\" ( )"), "shaders.mi:3: expected 'root', found 'end'");
+  EXPECT_EQ(error_of("declare phenomenon color \"p\" ( ) shader \"a\" \"s\" ( \"x\" 1"),
+            "shaders.mi:1: expected ')' closing the parameters, found end of file");
+}
+
+// The shipped declarations: the 35 shaders of the library and a material
+// phenomenon for each converter, each version 1.
+TEST(Declarations, TheLibraryDeclaresItsThirtyFiveShadersAndFifteenMaterials) {
   const auto decls = read_declarations(TAVO_DECLARATIONS);
   std::set<std::string> names;
+  std::map<std::string, const ShaderDeclaration *> by_name;
   for (const ShaderDeclaration &d : decls) {
-    names.insert(d.name);
+    by_name[d.name] = &d;
     EXPECT_EQ(d.version, 1) << d.name;
+    if (!d.phenomenon) names.insert(d.name);
   }
-  EXPECT_EQ(decls.size(), 35u);
+  EXPECT_EQ(decls.size(), 50u);
+  // each material takes its converter's parameters first, in the converter's
+  // order, and hands them on unchanged to the converter inside
+  int materials = 0;
+  for (const ShaderDeclaration &d : decls) {
+    if (!d.phenomenon) continue;
+    ++materials;
+    const Phenomenon &net = *d.phenomenon;
+    ASSERT_GE(net.shaders.size(), 2u) << d.name;
+    EXPECT_EQ(net.shaders.front().name, "values") << d.name;
+    EXPECT_EQ(net.shaders.back().shader, "tavo_host_layered") << d.name;
+    EXPECT_EQ(net.root, net.shaders.back().name) << d.name;
+    const ShaderDeclaration *converter = by_name[net.shaders.front().shader];
+    ASSERT_NE(converter, nullptr) << d.name;
+    EXPECT_EQ(d.name.substr(0, 9), "tavo_Mtl_");
+    EXPECT_EQ(converter->name, "tavo_Shd_" + d.name.substr(9) + "_spider");
+    const auto &given = converter->parameters.fields;
+    ASSERT_GE(d.parameters.fields.size(), given.size()) << d.name;
+    std::string wired;
+    for (std::size_t i = 0; i < given.size(); ++i) {
+      EXPECT_EQ(d.parameters.fields[i].name, given[i].name) << d.name;
+      EXPECT_EQ(d.parameters.fields[i].type.name(), given[i].type.name()) << d.name;
+      wired += "\"" + given[i].name + "\" = interface \"" + given[i].name + "\" ";
+    }
+    std::string body;
+    for (const Token &t : net.shaders.front().parameters)
+      if (t.kind == Token::Kind::String) body += "\"" + t.text + "\" ";
+      else if (t.text == "=" || t.text == "interface") body += t.text + " ";
+    EXPECT_EQ(body, wired) << d.name;
+  }
+  EXPECT_EQ(materials, 15);
   const std::set<std::string> expected = {
       "tavo_core_glossy_sampler", "tavo_area_shadow_samples", "tavo_Shd_Ceramic_spider",
       "tavo_Shd_Concrete_spider", "tavo_Shd_Fabric_spider", "tavo_Shd_Glazing_spider",

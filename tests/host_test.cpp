@@ -7,23 +7,10 @@
 #include <cstring>
 
 #include "host_fixture.h"
+#include "fixtures/testshader_results.h"
 
 namespace tavo::test {
 namespace {
-
-struct Source {
-  miScalar s;
-  miColor c;
-  miInteger i;
-};
-
-struct ArrayResult {
-  miScalar sum;
-  miInteger count;
-  miInteger ids;
-  miColor tint;
-  miScalar tail;
-};
 
 class HostCore : public HostTest {
  protected:
@@ -34,12 +21,12 @@ class HostCore : public HostTest {
 };
 
 TEST_F(HostCore, DefaultsAndLiteralsFillTheParameterBlock) {
-  const auto none = eval<Source>("test_source", {});
+  const auto none = eval<SourceResult>("test_source", {});
   EXPECT_EQ(none.s, 0.25f);
   EXPECT_EQ(none.c.g, 0.2f);
   EXPECT_EQ(none.c.a, 1.0f);  // three components given: opaque
   EXPECT_EQ(none.i, 7);
-  const auto given = eval<Source>("test_source", {value("s", {"-1.5"}), value("c", {"1", "2", "3", "4"}),
+  const auto given = eval<SourceResult>("test_source", {value("s", {"-1.5"}), value("c", {"1", "2", "3", "4"}),
                                                    value("i", {"-3"})});
   EXPECT_EQ(given.s, -1.5f);
   EXPECT_EQ(given.c.a, 4.0f);
@@ -58,7 +45,7 @@ TEST_F(HostCore, ConnectedParametersAreReadThroughTheRenderer) {
   const miTag sink = renderer().create_instance("test_source", {link("c", source, "c"), link("s", whole, "tail")});
   EXPECT_NE(renderer().instance(sink)->function.ghost_offs, 0);
   const auto calls = renderer().run(sink, {miRAY_EYE});
-  Source out;
+  SourceResult out;
   std::memcpy(&out, calls[0].result.data(), sizeof out);
   EXPECT_EQ(out.s, 0.5f);      // source.s -> whole.tail -> sink.s
   EXPECT_EQ(out.c.b, 0.3f);    // the source's default colour
@@ -234,7 +221,7 @@ TEST_F(HostCore, SceneRecordIsConfigurableOrAbsent) {
 TEST_F(HostCore, CallMaterialShadesWithAnInstance) {
   const miTag source = renderer().create_instance("test_source", {value("s", {"3"})});
   host::ShadingState s;
-  Source out{};
+  SourceResult out{};
   EXPECT_TRUE(CallMaterial(reinterpret_cast<miColor *>(&out), &s.state, source, 0));
   EXPECT_EQ(out.s, 3.0f);
   EXPECT_FALSE(CallMaterial(reinterpret_cast<miColor *>(&out), &s.state, 12345, 0));

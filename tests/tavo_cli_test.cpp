@@ -99,6 +99,12 @@ TEST(TavoEval, ADeclaredShaderTheLibraryDoesNotExportIsRefused) {
   EXPECT_EQ(r.out, "");
 }
 
+TEST(TavoEval, APhenomenonIsEvaluatedInAScene) {
+  const ToolRun r = tavo("eval tavo_Mtl_Mirror");
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.err, "tavo: 'tavo_Mtl_Mirror' is a phenomenon: its shaders are made where a scene file instances it\n");
+}
+
 TEST(TavoList, ShowsEveryDeclaredShader) {
   const ToolRun text = tavo("list");
   EXPECT_EQ(text.status, 0);
@@ -110,7 +116,14 @@ TEST(TavoList, ShowsEveryDeclaredShader) {
   for (std::size_t at = json.out.find("{\"name\": "); at != std::string::npos;
        at = json.out.find("\n  {\"name\": ", at + 1))
     ++shaders;
-  EXPECT_EQ(shaders, 35u);
+  EXPECT_EQ(shaders, 50u);  // 35 shaders and 15 material phenomena
+  EXPECT_NE(text.out.find("tavo_Mtl_Mirror  (phenomenon: values = tavo_Shd_Mirror_spider, surface = "
+                          "tavo_host_layered, root surface)\n  parameters:\n    boolean custom_map_on\n"),
+            std::string::npos);
+  EXPECT_NE(json.out.find("\"result\": \"color\", \"phenomenon\": {\"shaders\": [{\"name\": \"values\", "
+                          "\"shader\": \"tavo_Shd_Mirror_spider\"}, {\"name\": \"surface\", \"shader\": "
+                          "\"tavo_host_layered\"}], \"root\": \"surface\"}}"),
+            std::string::npos);
   EXPECT_NE(json.out.find("{\"name\": \"tavo_scale_internal_to_meters\", \"exported\": true, \"version\": 1, "
                           "\"parameters\": [{\"name\": \"value\", \"type\": \"scalar\"}], \"result\": \"scalar\"}"),
             std::string::npos);

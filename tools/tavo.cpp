@@ -199,7 +199,7 @@ int run_eval(const EvalOptions &options) {
   try {
     tag = renderer.create_instance(options.shader, assignments);
   } catch (const Error &e) {
-    if (!fn->main) throw;  // declared but not exported: not the user's typing
+    if (!fn->main && !fn->decl.phenomenon) throw;  // declared but not exported: not the user's typing
     throw UsageError(e.what());
   }
   const std::vector<CallResult> calls = renderer.run(tag, rays);

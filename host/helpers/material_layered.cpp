@@ -28,6 +28,8 @@ struct LayeredParameters {
   miColor falloff_color;
   miVector bump;                // added to the normal before shading
   miScalar bump_scale;
+  miTag diffuse_map;            // a shader for the diffuse colour, or none
+  miInteger map_mode;           // 2: the map multiplies `diffuse`; otherwise it replaces it
 };
 
 // The blurred reflections use this many rays, in a fixed pattern per pixel.
@@ -124,7 +126,14 @@ TAVO_EXPORT miBoolean tavo_host_layered(miColor *result, miState *state, Layered
   // diffuse layer: Lambert, flattened towards an even shade as roughness grows
   const float base = (1.0f - coat) * (1.0f - transparency);
   if (base > 0.0f) {
-    const miColor diffuse = tavo::eval(state, &paras->diffuse);
+    miColor diffuse = tavo::eval(state, &paras->diffuse);
+    if (const miTag map = tavo::eval(state, &paras->diffuse_map)) {
+      miColor mapped{0, 0, 0, 1};
+      if (mi_call_shader(&mapped, miSHADER_TEXTURE, state, map)) {
+        const bool multiply = tavo::eval(state, &paras->map_mode) == 2;
+        diffuse = multiply ? miColor{diffuse.r * mapped.r, diffuse.g * mapped.g, diffuse.b * mapped.b, 1.0f} : mapped;
+      }
+    }
     const float roughness = std::clamp(tavo::eval(state, &paras->roughness), 0.0f, 1.0f);
     miColor light{0, 0, 0, 1};
     tavo_host_direct_light(&light, state);

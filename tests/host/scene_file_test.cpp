@@ -3,17 +3,10 @@
 #include <cstring>
 
 #include "scene_fixture.h"
+#include "fixtures/testshader_results.h"
 
 namespace tavo::test {
 namespace {
-
-struct ArrayResult {
-  miScalar sum;
-  miInteger count;
-  miInteger ids;
-  miColor tint;
-  miScalar tail;
-};
 
 class SceneFiles : public SceneTest {
  protected:
