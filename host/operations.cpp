@@ -135,6 +135,13 @@ miBoolean mi_trace_reflection(miColor *result, miState *state, miVector *directi
   return host::trace_reflection(result, state, *direction);
 }
 
+miBoolean mi_trace_refraction(miColor *result, miState *state, miVector *direction) {
+  if (!direction) return miFALSE;
+  return host::trace_refraction(result, state, *direction);
+}
+
+miBoolean mi_trace_transparent(miColor *result, miState *state) { return host::trace_transparent(result, state); }
+
 miBoolean mi_trace_probe(miState *state, miVector *direction, miVector *origin) {
   if (!origin || !direction) return miFALSE;
   return host::trace_probe(state, *direction, *origin);

@@ -24,8 +24,7 @@ bool aim_at_pixel(ShadingState &shading, const Scene &scene, int x, int y) {
   return cast_eye_ray(shading, scene, x, y, origin, direction);
 }
 
-bool cast_eye_ray(ShadingState &shading, const Scene &scene, int x, int y, const miVector &origin,
-                  const miVector &direction) {
+void set_eye_ray(ShadingState &shading, int x, int y, const miVector &origin, const miVector &direction) {
   miState &state = shading.state;
   state.org = origin;
   state.dir = direction;
@@ -34,13 +33,16 @@ bool cast_eye_ray(ShadingState &shading, const Scene &scene, int x, int y, const
   state.reflection_level = state.refraction_level = 0;
   state.parent = state.child = nullptr;
   state.tex_list = shading.tex_list;
-  Hit hit;
-  if (scene.intersect(origin, direction, 0.0f, std::numeric_limits<float>::infinity(), hit)) {
-    scene.fill_hit(state, origin, direction, hit, shading.tex_list);
-    return true;
-  }
   clear_hit(state, origin);
-  return false;
+}
+
+bool cast_eye_ray(ShadingState &shading, const Scene &scene, int x, int y, const miVector &origin,
+                  const miVector &direction) {
+  set_eye_ray(shading, x, y, origin, direction);
+  Hit hit;
+  if (!scene.intersect(origin, direction, 0.0f, std::numeric_limits<float>::infinity(), hit)) return false;
+  scene.fill_hit(shading.state, origin, direction, hit, shading.tex_list);
+  return true;
 }
 
 PixelEvaluation evaluate_at_pixel(const Scene &scene, const std::vector<miTag> &instances, miTag evaluated, int x,

@@ -18,6 +18,10 @@ class Scene;
 // on a miss the state has the ray only, as the environment receives it.
 bool aim_at_pixel(ShadingState &shading, const Scene &scene, int x, int y);
 
+// Points the state at the eye ray (origin, direction) of pixel (x, y), with
+// no hit yet: the state a camera's first lens shader runs on.
+void set_eye_ray(ShadingState &shading, int x, int y, const miVector &origin, const miVector &direction);
+
 // Casts the eye ray (origin, direction) of pixel (x, y) for the state and
 // fills in what it hits; on a miss the state has the ray only.
 bool cast_eye_ray(ShadingState &shading, const Scene &scene, int x, int y, const miVector &origin,

@@ -34,14 +34,21 @@ bool aim(ShadingState &shading, const Scene &scene, int x, int y, double rx, dou
 }
 
 // One sample's colour: the material of what the eye ray hit, the environment
-// on a miss, transparent black where neither says anything.
+// on a miss, transparent black where neither says anything. With lenses the
+// first lens gets the camera ray instead, and the eye ray the last one traces
+// is shaded so.
 miColor shade_sample(ShadingState &shading, const Scene &scene, int x, int y, double rx, double ry) {
   Renderer &renderer = Renderer::get();
   miColor color{0, 0, 0, 0};
   miState &state = shading.state;
   // room for a colour at least; materials hand their result pointer on
   std::uint64_t result[8] = {};
-  if (aim(shading, scene, x, y, rx, ry)) {
+  if (!scene.lenses.empty()) {
+    miVector origin, direction;
+    scene.camera.ray(rx, ry, origin, direction);
+    set_eye_ray(shading, x, y, origin, direction);
+    if (shade_through_lenses(reinterpret_cast<miColor *>(result), state)) std::memcpy(&color, result, sizeof color);
+  } else if (aim(shading, scene, x, y, rx, ry)) {
     if (state.material) {
       if (renderer.shade_material(state.material, result, state)) std::memcpy(&color, result, sizeof color);
     } else {

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "declarations.h"
+#include "shading.h"
 
 namespace tavo::host {
 
@@ -233,23 +234,59 @@ void Scene::fill_hit(miState &state, const miVector &origin, const miVector &dir
   }
 }
 
+namespace {
+
+// A number in [0, 1) that places an area light's sample inside its cell: a
+// hash of the pixel, the sample, the light and the cell's coordinate, so that
+// an image does not depend on which thread renders it.
+float cell_jitter(const Sample &sample, std::size_t light, int coordinate) {
+  unsigned h = 2166136261u;
+  for (const int v : {sample.pixel_x, sample.pixel_y, sample.sample_index, static_cast<int>(light), coordinate})
+    h = (h ^ static_cast<unsigned>(v)) * 16777619u;
+  h ^= h >> 15;
+  h *= 0x2c1b3c6dU;
+  h ^= h >> 12;
+  return static_cast<float>(h & 0xffffff) / 16777216.0f;
+}
+
+}  // namespace
+
 miColor Scene::direct_light(const miState &state) const {
   miColor sum{0, 0, 0, 1};
   const miVector n = normalize(state.normal);
   const miVector lift = state.point + normalize(state.normal_geom) * kRayEpsilon;
-  for (const Light &light : lights) {
-    miVector to_light;
-    float distance = std::numeric_limits<float>::infinity();
-    if (light.kind == Light::Kind::Point) {
-      to_light = light.origin - state.point;
-      distance = length(to_light);
-      to_light = normalize(to_light);
-    } else {
-      to_light = normalize(light.direction * -1.0f);
-    }
+  // the cosine towards a light `distance` away along `to_light`; 0 behind the surface or in shadow
+  const auto lit = [&](const Light &light, const miVector &to_light, float distance) {
     const float cosine = dot(n, to_light);
+    if (!(cosine > 0.0f)) return 0.0f;
+    if (light.shadow && occluded(lift, to_light, 0.0f, distance * (1.0f - 1e-4f))) return 0.0f;
+    return cosine;
+  };
+  const Sample *sample = Sample::of(&state);
+  const bool jittered = sample && sample->has_pixel;
+  for (std::size_t k = 0; k < lights.size(); ++k) {
+    const Light &light = lights[k];
+    float cosine = 0.0f;
+    if (light.kind == Light::Kind::Point) {
+      const miVector to_light = light.origin - state.point;
+      cosine = lit(light, normalize(to_light), length(to_light));
+    } else if (light.kind == Light::Kind::Directional) {
+      cosine = lit(light, normalize(light.direction * -1.0f), std::numeric_limits<float>::infinity());
+    } else {
+      const int cells = light.samples;
+      float total = 0.0f;
+      for (int j = 0; j < cells; ++j)
+        for (int i = 0; i < cells; ++i) {
+          const int cell = j * cells + i;
+          const float s = jittered ? cell_jitter(*sample, k, 2 * cell) : 0.5f;
+          const float t = jittered ? cell_jitter(*sample, k, 2 * cell + 1) : 0.5f;
+          const miVector to_light =
+              light.origin + light.u * ((i + s) / cells) + light.v * ((j + t) / cells) - state.point;
+          total += lit(light, normalize(to_light), length(to_light));
+        }
+      cosine = total / static_cast<float>(cells * cells);
+    }
     if (!(cosine > 0.0f)) continue;
-    if (light.shadow && occluded(lift, to_light, 0.0f, distance * (1.0f - 1e-4f))) continue;
     const float w = cosine * light.intensity;
     sum.r += light.color.r * w;
     sum.g += light.color.g * w;

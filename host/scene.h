@@ -33,12 +33,17 @@ struct Camera {
 };
 
 struct Light {
-  enum class Kind { Point, Directional };
+  enum class Kind { Point, Directional, Area };
   miTag tag = 0;
   std::string name;
   Kind kind = Kind::Point;
-  miVector origin{};
+  miVector origin{};             // a point light's place, an area light's corner
   miVector direction{0, -1, 0};  // where a directional light shines to
+  // An area light is the parallelogram origin + s u + t v (s, t in [0, 1]),
+  // lit from both sides, sampled on a grid of samples x samples cells.
+  miVector u{1, 0, 0};
+  miVector v{0, 0, -1};
+  int samples = 4;
   miColor color{1, 1, 1, 1};
   float intensity = 1.0f;
   bool shadow = true;
@@ -62,6 +67,7 @@ class Scene {
   Camera camera;
   miOptions options{};
   miTag environment = 0;  // shader for rays that hit nothing; 0: transparent black
+  std::vector<miTag> lenses;  // lens shaders the eye rays pass through, first to last
   std::vector<Light> lights;
 
   // Adds an object; the scene must not be committed yet. The object keeps its address.
@@ -87,7 +93,9 @@ class Scene {
 
   // Light arriving at the state's point over its normal: the sum over the
   // lights of colour x intensity x cos, without falloff, zero where a shadow
-  // ray finds an object in the way.
+  // ray finds an object in the way. An area light gives the mean over its
+  // cells, each seen at a point jittered by the state's pixel and sample
+  // (the cell's centre for a state taken through no pixel).
   miColor direct_light(const miState &state) const;
 
  private:

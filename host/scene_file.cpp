@@ -174,21 +174,46 @@ class SceneParser {
   void light(int line) {
     Light light;
     light.name = lex().expect_string("the light's name in quotes");
+    std::map<std::string, int> placed;  // settings of one kind of light -> line, checked against the kind
     while (!lex().accept_word("end")) {
+      const int at = lex().peek().line;
+      const std::string word = lex().peek().kind == Token::Kind::Word ? lex().peek().text : std::string();
       if (lex().accept_word("point")) light.kind = Light::Kind::Point;
       else if (lex().accept_word("directional")) light.kind = Light::Kind::Directional;
+      else if (lex().accept_word("area")) light.kind = Light::Kind::Area;
       else if (lex().accept_word("origin")) light.origin = vector3("the light's origin: x y z");
       else if (lex().accept_word("direction")) light.direction = vector3("the light's direction: x y z");
-      else if (lex().accept_word("color") || lex().accept_word("colour")) {
+      else if (lex().accept_word("u")) light.u = vector3("the area light's first edge: x y z");
+      else if (lex().accept_word("v")) light.v = vector3("the area light's second edge: x y z");
+      else if (lex().accept_word("samples")) {
+        light.samples = integer("the area light's samples along each edge");
+        if (light.samples < 1 || light.samples > 64)
+          lex().fail(at, "the samples of an area light must lie between 1 and 64");
+      } else if (lex().accept_word("color") || lex().accept_word("colour")) {
         const miVector c = vector3("the light's colour: r g b");
         light.color = {c.x, c.y, c.z, 1.0f};
       } else if (lex().accept_word("intensity")) light.intensity = number("the light's intensity");
       else if (lex().accept_word("shadow")) light.shadow = boolean("on or off");
-      else lex().fail_expected("a light setting (point, directional, origin, direction, color, intensity, shadow) or 'end'");
+      else
+        lex().fail_expected(
+            "a light setting (point, directional, area, origin, direction, u, v, samples, color, intensity, shadow) "
+            "or 'end'");
+      if (word == "origin" || word == "direction" || word == "u" || word == "v" || word == "samples")
+        placed.emplace(word, at);
     }
     lex().expect_word("light");
+    static const std::map<Light::Kind, std::vector<std::string>> allowed = {
+        {Light::Kind::Point, {"origin"}},
+        {Light::Kind::Directional, {"direction"}},
+        {Light::Kind::Area, {"origin", "u", "v", "samples"}}};
+    const std::vector<std::string> &ok = allowed.at(light.kind);
+    for (const auto &[setting, at] : placed)
+      if (std::find(ok.begin(), ok.end(), setting) == ok.end())
+        lex().fail(at, "'" + setting + "' is not a setting of this kind of light \"" + light.name + "\"");
     if (light.kind == Light::Kind::Directional && length(light.direction) == 0.0f)
       lex().fail(line, "the directional light \"" + light.name + "\" needs a direction");
+    if (light.kind == Light::Kind::Area && !(length(cross(light.u, light.v)) > 0.0f))
+      lex().fail(line, "the area light \"" + light.name + "\" needs two edges that span an area");
     light.tag = renderer_.new_tag();
     define(light.name, ElementKind::Light, line, light.tag);
     out_.scene->lights.push_back(light);
@@ -308,10 +333,14 @@ class SceneParser {
         lex().expect_punct('=');
         out_.scene->environment =
             reference(lex().expect_string("the environment shader's name in quotes"), ElementKind::Shader, at);
+      } else if (lex().accept_word("lens")) {
+        lex().expect_punct('=');  // each one more lens, after those given before
+        out_.scene->lenses.push_back(
+            reference(lex().expect_string("the lens shader's name in quotes"), ElementKind::Shader, at));
       } else {
         lex().fail_expected(
             "a camera setting (resolution, aspect, aperture, focal, orthographic, position, direction, look_at, "
-            "up, environment) or 'end'");
+            "up, environment, lens) or 'end'");
       }
     }
     lex().expect_word("camera");

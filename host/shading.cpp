@@ -102,11 +102,60 @@ miBoolean trace_and_shade(miColor *result, miState *state, int type, miVector or
     return miFALSE;
   }
   if (type == miRAY_REFLECT) ++child->reflection_level;
+  if (type == miRAY_REFRACT || type == miRAY_TRANSPARENT) ++child->refraction_level;
   const Scene *scene = Sample::of(state)->scene;
   Hit hit;
   const bool found = scene && scene->intersect(origin, direction, t_near, std::numeric_limits<float>::infinity(), hit);
   if (found) scene->fill_hit(*child, origin, direction, hit, child->tex_list);
   return shade(result, *child, found, depth);
+}
+
+// Whether a secondary ray may leave the state: tracing on, its own kind of
+// level below that kind's depth, and both levels together below the total.
+bool may_trace(const miState *state, int level, bool reflection) {
+  const miOptions *options = state->options;
+  if (!options || !options->trace) return false;
+  const int depth = reflection ? options->reflection_depth : options->refraction_depth;
+  return level < depth && state->reflection_level + state->refraction_level < options->trace_depth;
+}
+
+// How far out a ray leaving the state's point starts: further the further the
+// point is from the origin, where floats are coarser.
+float surface_offset(const miVector &point) {
+  return kRayEpsilon * std::max({1.0f, std::abs(point.x), std::abs(point.y), std::abs(point.z)});
+}
+
+// The shader type lens shaders are called with; the host calls every type alike.
+constexpr int kLensShader = 0;
+
+// Runs lens `index` of the scene's chain on `state`, the lens state.
+miBoolean run_lens(miColor *result, Sample &sample, miState &state, int index) {
+  const int outer = sample.lens;
+  miState *const outer_state = sample.lens_state;
+  sample.lens = index;
+  sample.lens_state = &state;
+  const miBoolean returned =
+      call_shader(result, kLensShader, &state, sample.scene->lenses[static_cast<std::size_t>(index)], nullptr);
+  sample.lens = outer;
+  sample.lens_state = outer_state;
+  return returned;
+}
+
+// An eye ray from the running lens: the next lens gets it in a fresh state;
+// from the last lens it is traced into the scene.
+miBoolean pass_to_next_lens(miColor *result, miState *state, Sample &sample, miVector origin, miVector direction) {
+  const int next = sample.lens + 1;
+  if (next >= static_cast<int>(sample.scene->lenses.size()))
+    return trace_and_shade(result, state, miRAY_EYE, origin, direction, 0.0f);
+  int depth = 0;
+  miState *child = begin_child(state, miRAY_EYE, origin, direction, depth);
+  if (!child || !finite(origin) || !finite(direction) || length(direction) == 0.0f) {
+    *result = miColor{0, 0, 0, 0};
+    return miFALSE;
+  }
+  const miBoolean returned = run_lens(result, sample, *child, next);
+  sample.end_state(depth);
+  return returned;
 }
 
 }  // namespace
@@ -201,21 +250,43 @@ miBoolean call_shader(miColor *result, int, miState *state, miTag shader, void *
 
 miBoolean trace_eye(miColor *result, miState *state, miVector origin, miVector direction) {
   if (!result || !state) return miFALSE;
+  Sample *sample = Sample::of(state);
+  if (sample && sample->lens_state == state && sample->scene)
+    return pass_to_next_lens(result, state, *sample, origin, direction);
   return trace_and_shade(result, state, miRAY_EYE, origin, direction, 0.0f);
 }
 
 miBoolean trace_reflection(miColor *result, miState *state, miVector direction) {
   if (!result || !state) return miFALSE;
-  const miOptions *options = state->options;
-  const bool allowed = options && options->trace && state->reflection_level < options->reflection_depth &&
-                       state->reflection_level + state->refraction_level < options->trace_depth;
-  if (!allowed) {
+  if (!may_trace(state, state->reflection_level, true)) {
     *result = miColor{0, 0, 0, 0};
     return miFALSE;
   }
-  // start clear of the surface, further out the further the point is from the origin
-  const float scale = std::max({1.0f, std::abs(state->point.x), std::abs(state->point.y), std::abs(state->point.z)});
-  return trace_and_shade(result, state, miRAY_REFLECT, state->point, direction, kRayEpsilon * scale);
+  return trace_and_shade(result, state, miRAY_REFLECT, state->point, direction, surface_offset(state->point));
+}
+
+miBoolean trace_refraction(miColor *result, miState *state, miVector direction) {
+  if (!result || !state) return miFALSE;
+  if (!may_trace(state, state->refraction_level, false)) {
+    *result = miColor{0, 0, 0, 0};
+    return miFALSE;
+  }
+  return trace_and_shade(result, state, miRAY_REFRACT, state->point, direction, surface_offset(state->point));
+}
+
+miBoolean trace_transparent(miColor *result, miState *state) {
+  if (!result || !state) return miFALSE;
+  if (!may_trace(state, state->refraction_level, false)) {
+    *result = miColor{0, 0, 0, 0};
+    return miFALSE;
+  }
+  return trace_and_shade(result, state, miRAY_TRANSPARENT, state->point, state->dir, surface_offset(state->point));
+}
+
+miBoolean shade_through_lenses(miColor *result, miState &state) {
+  Sample *sample = Sample::of(&state);
+  if (!result || !sample || !sample->scene || sample->scene->lenses.empty()) return miFALSE;
+  return run_lens(result, *sample, state, 0);
 }
 
 miBoolean trace_probe(miState *state, miVector direction, miVector origin) {

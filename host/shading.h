@@ -48,6 +48,12 @@ class Sample {
   // How often a shader flushed the caches during this sample (mi_flush_cache).
   int flushes = 0;
 
+  // The lens running in the scene's chain of lenses, and the state it runs
+  // on: an eye ray traced from that state goes on to the next lens, or from
+  // the last one into the scene. -1 and null while no lens runs.
+  int lens = -1;
+  miState *lens_state = nullptr;
+
   // Shader-state values: a copy of each value under its key.
   bool set_value(const std::string &key, const void *value, int size, int lifetime, int depth);
   void *value(const std::string &key, int *size);
@@ -85,7 +91,13 @@ miBoolean call_shader(miColor *result, int type, miState *state, miTag shader, v
 // Rays are taken by value: callers may pass fields of the very child state a trace rewrites.
 miBoolean trace_eye(miColor *result, miState *state, miVector origin, miVector direction);
 miBoolean trace_reflection(miColor *result, miState *state, miVector direction);
+miBoolean trace_refraction(miColor *result, miState *state, miVector direction);
+// The ray going on through the state's point unbent: a refraction with ior 1.
+miBoolean trace_transparent(miColor *result, miState *state);
 miBoolean trace_probe(miState *state, miVector direction, miVector origin);
+// Shades a sample through the scene's lenses: the first lens runs on `state`,
+// which holds the camera ray and no hit. False when the scene has no lenses.
+miBoolean shade_through_lenses(miColor *result, miState &state);
 miBoolean tri_vectors(miState *state, int which, int space, miVector **a, miVector **b, miVector **c);
 miBoolean lookup_color_texture(miColor *color, miState *state, miTag texture, const miVector *coord);
 miBoolean lookup_filter_color_texture(miColor *color, miState *state, miTag texture, const miTexfilter *settings,

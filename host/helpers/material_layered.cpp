@@ -66,12 +66,15 @@ bool reflection(miColor &seen, miState *state, miVector n, float glossiness) {
   const float spread = 0.5f * (1.0f - std::max(glossiness, 0.0f));
   const miVector u = unit(cross(mirrored, std::abs(mirrored.x) < 0.9f ? miVector{1, 0, 0} : miVector{0, 1, 0}));
   const miVector v = cross(mirrored, u);
-  const int px = static_cast<int>(state->raster_x), py = static_cast<int>(state->raster_y);
+  // a pattern of its own for every pixel and sample, so that samples average out the blur's noise
+  miInteger pixel[4] = {static_cast<int>(state->raster_x), static_cast<int>(state->raster_y), 0, 1};
+  mi_query(miQ_PIXEL_SAMPLE, state, 0, pixel);
+  const int px = pixel[0], py = pixel[1], sample = pixel[2];
   miColor sum{0, 0, 0, 0};
   int count = 0;
   for (int k = 0; k < kGlossyRays; ++k) {
-    const float a = 6.2831853f * (k + hash01(px, py, k, 1)) / kGlossyRays;
-    const float r = spread * std::sqrt(hash01(px, py, k, 2));
+    const float a = 6.2831853f * (k + hash01(px, py, sample * kGlossyRays + k, 1)) / kGlossyRays;
+    const float r = spread * std::sqrt(hash01(px, py, sample * kGlossyRays + k, 2));
     miVector dir = unit(add(mirrored, add(scale(u, r * std::cos(a)), scale(v, r * std::sin(a)))));
     if (dot(dir, n) <= 0.0f) dir = mirrored;  // never below the surface
     miColor c;
@@ -85,11 +88,9 @@ bool reflection(miColor &seen, miState *state, miVector n, float glossiness) {
   return true;
 }
 
-// What is seen through the surface along the refracted ray, and how far it
-// travelled to the next surface. Limited by the options' total trace depth.
-bool refraction(miColor &seen, float &distance, miState *state, miVector n, float ior) {
-  const miOptions *options = state->options;
-  if (!options || !options->trace || tavo::host::depth_of(state) >= options->trace_depth) return false;
+// What is seen through the surface along the refracted ray. The renderer
+// refuses rays past its depths.
+bool refraction(miColor &seen, miState *state, miVector n, float ior) {
   const miVector d = state->dir;
   const float eta = state->inv_normal ? ior : 1.0f / std::max(ior, 1e-3f);
   const float c = -dot(d, n);
@@ -97,11 +98,7 @@ bool refraction(miColor &seen, float &distance, miState *state, miVector n, floa
   miVector dir = k < 0.0f ? add(d, scale(n, 2.0f * c))  // total internal reflection
                           : add(scale(d, eta), scale(n, eta * c - std::sqrt(k)));
   dir = unit(dir);
-  const float out = std::max({1.0f, std::abs(state->point.x), std::abs(state->point.y), std::abs(state->point.z)});
-  miVector origin = add(state->point, scale(dir, 1e-3f * out));
-  if (!mi_trace_eye(&seen, state, &origin, &dir)) return false;
-  distance = state->child ? state->child->dist : 0.0f;
-  return true;
+  return mi_trace_refraction(&seen, state, &dir);
 }
 
 }  // namespace
@@ -146,8 +143,7 @@ TAVO_EXPORT miBoolean tavo_host_layered(miColor *result, miState *state, Layered
   const float through = (1.0f - coat) * transparency;
   if (through > 0.0f) {
     miColor seen;
-    float distance = 0.0f;
-    if (refraction(seen, distance, state, n, tavo::eval(state, &paras->ior))) {
+    if (refraction(seen, state, n, tavo::eval(state, &paras->ior))) {
       miColor tint = tavo::eval(state, &paras->refraction_color);
       const float falloff = tavo::eval(state, &paras->falloff_distance);
       if (falloff > 0.0f && state->inv_normal) {  // leaving the body: the whole path lay inside

@@ -175,6 +175,8 @@ miBoolean mi_texture_filter_transform(miMatrix ST, miVector p[3], miVector t[3])
 /* rays */
 miBoolean mi_trace_eye(miColor *result, miState *state, miVector *origin, miVector *direction);
 miBoolean mi_trace_reflection(miColor *result, miState *state, miVector *direction);
+miBoolean mi_trace_refraction(miColor *result, miState *state, miVector *direction);
+miBoolean mi_trace_transparent(miColor *result, miState *state);
 miBoolean mi_trace_probe(miState *state, miVector *direction, miVector *origin);
 miBoolean mi_tri_vectors(miState *state, int which, int ntex, miVector **a, miVector **b, miVector **c);
 

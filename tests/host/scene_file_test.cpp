@@ -143,6 +143,13 @@ TEST_F(SceneFiles, MalformedFilesNameTheFileTheLineAndWhatWasExpected) {
       {"camera \"a\" end camera\ncamera \"b\" end camera", "scene.mi:2: a scene has one camera; the first is at scene.mi:1"},
       {"camera \"a\" up 0 0 -1 end camera", "scene.mi:1: the camera needs a direction and an up vector that are not parallel"},
       {"camera \"a\" resolution 0 10 end camera", "scene.mi:1: the resolution must be at least 1 by 1"},
+      {"light \"k\" end light\ncamera \"a\" lens = \"k\" end camera",
+       "scene.mi:2: expected a shader, but \"k\" is a light (defined at scene.mi:1)"},
+      {"light \"p\" area u 1 0 0 v 2 0 0 end light",
+       "scene.mi:1: the area light \"p\" needs two edges that span an area"},
+      {"light \"p\" area\n  samples 65\nend light", "scene.mi:2: the samples of an area light must lie between 1 and 64"},
+      {"light \"l\" point\n  samples 4\nend light", "scene.mi:2: 'samples' is not a setting of this kind of light \"l\""},
+      {"light \"l\"\n  origin 0 1 0 v 0 0 1\nend light", "scene.mi:2: 'v' is not a setting of this kind of light \"l\""},
       {"options \"o\" trace maybe end options", "scene.mi:1: expected on or off, found 'maybe'"},
       {"options \"o\" host \"unit\" 1 end options",
        "scene.mi:1: unknown scene record field \"unit\" (scene_flag, passthrough_value, unit_scale, "

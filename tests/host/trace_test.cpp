@@ -185,5 +185,46 @@ TEST_F(Tracing, DirectLightFallsOffWithTheCosineAndStopsAtBlockers) {
   EXPECT_GT(light_at(3, -3).r, 0.0f);
 }
 
+TEST_F(Tracing, AnAreaLightIsTheMeanOfItsCellsEachWithItsOwnShadow) {
+  // a 2 x 2 panel 4 above the floor; a slab at height 2 over x < 0 hides its left half from (0, 0, 0)
+  Scene &scene = scene_of({host::make_parallelogram({-5, 0, 5}, {10, 0, 0}, {0, 0, -10}),
+                           host::make_box({-9, 1.9f, -9}, {0, 2.1f, 9})});
+  host::Light panel;
+  panel.kind = host::Light::Kind::Area;
+  panel.origin = {-1, 4, -1};
+  panel.u = {2, 0, 0};
+  panel.v = {0, 0, 2};
+  panel.color = {1, 0.5f, 0.25f, 1};
+  panel.intensity = 2;
+  scene.lights.push_back(panel);
+  host::ShadingState s;
+  const auto light_at = [&](float x, float z) { return scene.direct_light(probe(s, {x, 1, z}, {0, -1, 0})); };
+  double mean_cosine = 0;  // at (3, 0, 0), clear of the slab, towards the centres of the 4 x 4 cells
+  for (int j = 0; j < 4; ++j)
+    for (int i = 0; i < 4; ++i) {
+      const double x = -1 + 2 * (i + 0.5) / 4 - 3, z = -1 + 2 * (j + 0.5) / 4;
+      mean_cosine += 4 / std::sqrt(x * x + 16 + z * z) / 16;
+    }
+  const float w = static_cast<float>(2 * mean_cosine);
+  expect_near(light_at(3, 0), {w, w / 2, w / 4, 1}, 1e-6f, "unshadowed");
+
+  scene.lights.back().shadow = false;
+  const miColor open = light_at(0, 0);
+  scene.lights.back().shadow = true;
+  const miColor half = light_at(0, 0);
+  EXPECT_GT(half.r, 0.0f);
+  EXPECT_LT(half.r, open.r);
+  EXPECT_NEAR(half.r, open.r / 2, 1e-6f);  // the cosines are symmetric about x = 0
+  expect_near(light_at(-2, 0), {0, 0, 0, 1}, 0, "under the slab");
+
+  // through a pixel each cell is seen at a jittered point: other values, the same every time
+  s.sample.has_pixel = true;
+  s.sample.pixel_x = 3, s.sample.pixel_y = 4;
+  const miColor jittered = light_at(3, 0);
+  EXPECT_NE(jittered.r, w);
+  EXPECT_NEAR(jittered.r, w, 0.05f);
+  EXPECT_EQ(light_at(3, 0).r, jittered.r);
+}
+
 }  // namespace
 }  // namespace tavo::test
