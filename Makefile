@@ -1,5 +1,6 @@
 # Set-up, build and test of tavoshaders and its reference host.
-#   make demo            install what is missing, build, run the tour, render gallery.png and utilities.png
+#   make demo            install what is missing, build, run the tour (which renders lenses.png),
+#                        render gallery.png and utilities.png
 #   make test            install what is missing, build, run every test
 #   make check-sanitize  every test under AddressSanitizer + UndefinedBehaviorSanitizer
 #   make bench           the benchmarks
@@ -35,7 +36,7 @@ build: deps $(BUILD)/build.ninja
 
 demo: build
 	@BUILD=$(BUILD) sh examples/tour.sh
-	$(BUILD)/bin/tavo render examples/gallery.mi -o gallery.png
+	$(BUILD)/bin/tavo render examples/gallery.mi -o gallery.png --samples 4
 	$(BUILD)/bin/tavo render examples/utilities.mi -o utilities.png
 
 test: build

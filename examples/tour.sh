@@ -36,3 +36,11 @@ fi
 echo
 echo "== A scene: a checker network on the floor, where the camera sees it through pixel (100, 200) =="
 step "$tavo" eval --file "$(dirname "$0")/network.mi" squares --pixel 100,200
+
+echo
+echo "== A material: the ceramic phenomenon's converter inside the gallery, where the camera sees the bumped ceramic sphere =="
+step "$tavo" eval --file "$(dirname "$0")/gallery.mi" ceramic_3:values --pixel 290,150
+
+echo
+echo "== Rendering: the gallery through two lens shaders, the glossy sampler and to_bw =="
+step "$tavo" render "$(dirname "$0")/lenses.mi" -o lenses.png --quiet

@@ -82,7 +82,7 @@ TEST(Render, ExamplesMatchTheirReferenceImages) {
     const char *resolution;
   };
   const Case cases[] = {
-      {"gallery.mi", "gallery_80x48.png", "80,48"},
+      {"gallery.mi", "gallery_96x64.png", "96,64"},
       {"utilities.mi", "utilities_64x48.png", "64,48"},
   };
   const fs::path here = fs::path(__FILE__).parent_path();
