@@ -234,23 +234,6 @@ void Scene::fill_hit(miState &state, const miVector &origin, const miVector &dir
   }
 }
 
-namespace {
-
-// A number in [0, 1) that places an area light's sample inside its cell: a
-// hash of the pixel, the sample, the light and the cell's coordinate, so that
-// an image does not depend on which thread renders it.
-float cell_jitter(const Sample &sample, std::size_t light, int coordinate) {
-  unsigned h = 2166136261u;
-  for (const int v : {sample.pixel_x, sample.pixel_y, sample.sample_index, static_cast<int>(light), coordinate})
-    h = (h ^ static_cast<unsigned>(v)) * 16777619u;
-  h ^= h >> 15;
-  h *= 0x2c1b3c6dU;
-  h ^= h >> 12;
-  return static_cast<float>(h & 0xffffff) / 16777216.0f;
-}
-
-}  // namespace
-
 miColor Scene::direct_light(const miState &state) const {
   miColor sum{0, 0, 0, 1};
   const miVector n = normalize(state.normal);
@@ -278,8 +261,13 @@ miColor Scene::direct_light(const miState &state) const {
       for (int j = 0; j < cells; ++j)
         for (int i = 0; i < cells; ++i) {
           const int cell = j * cells + i;
-          const float s = jittered ? cell_jitter(*sample, k, 2 * cell) : 0.5f;
-          const float t = jittered ? cell_jitter(*sample, k, 2 * cell + 1) : 0.5f;
+          // each cell's point jittered by pixel, sample, light and cell
+          const auto jitter = [&](int axis) {
+            return jittered ? hash01({sample->pixel_x, sample->pixel_y, sample->sample_index, static_cast<int>(k),
+                                      2 * cell + axis})
+                            : 0.5f;
+          };
+          const float s = jitter(0), t = jitter(1);
           const miVector to_light =
               light.origin + light.u * ((i + s) / cells) + light.v * ((j + t) / cells) - state.point;
           total += lit(light, normalize(to_light), length(to_light));

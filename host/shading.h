@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <string>
@@ -82,6 +83,11 @@ class Sample {
   std::map<std::string, Value> values_;
   std::vector<std::unique_ptr<Child>> children_;
 };
+
+// A number in [0, 1) that is a hash of the given integers (a pixel, a sample,
+// an index, ...): the host's random choices, so that an image does not depend
+// on which thread renders it.
+float hash01(std::initializer_list<int> values);
 
 // The number of states above `state` (0 for the first state of a sample).
 int depth_of(const miState *state);

@@ -46,17 +46,6 @@ miVector cross(miVector a, miVector b) {
   return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
 }
 
-// A deterministic number in [0, 1) from the pixel, sample and ray index, so
-// that an image does not depend on which thread renders it.
-float hash01(int a, int b, int c, int d) {
-  unsigned h = 2166136261u;
-  for (int v : {a, b, c, d}) h = (h ^ static_cast<unsigned>(v)) * 16777619u;
-  h ^= h >> 15;
-  h *= 0x2c1b3c6dU;
-  h ^= h >> 12;
-  return static_cast<float>(h & 0xffffff) / 16777216.0f;
-}
-
 // The coat's reflection: one mirror ray, or the mean of kGlossyRays rays in a
 // cone that widens as glossiness drops.
 bool reflection(miColor &seen, miState *state, miVector n, float glossiness) {
@@ -73,8 +62,8 @@ bool reflection(miColor &seen, miState *state, miVector n, float glossiness) {
   miColor sum{0, 0, 0, 0};
   int count = 0;
   for (int k = 0; k < kGlossyRays; ++k) {
-    const float a = 6.2831853f * (k + hash01(px, py, sample * kGlossyRays + k, 1)) / kGlossyRays;
-    const float r = spread * std::sqrt(hash01(px, py, sample * kGlossyRays + k, 2));
+    const float a = 6.2831853f * (k + tavo::host::hash01({px, py, sample * kGlossyRays + k, 1})) / kGlossyRays;
+    const float r = spread * std::sqrt(tavo::host::hash01({px, py, sample * kGlossyRays + k, 2}));
     miVector dir = unit(add(mirrored, add(scale(u, r * std::cos(a)), scale(v, r * std::sin(a)))));
     if (dot(dir, n) <= 0.0f) dir = mirrored;  // never below the surface
     miColor c;
