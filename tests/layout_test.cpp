@@ -2,12 +2,13 @@
 // exactly where the declarations file says they are.
 #include <gtest/gtest.h>
 
-#include <dlfcn.h>
+#include <string>
 
 #include <map>
 #include <set>
 
 #include "declarations.h"
+#include "platform.h"
 #include "layout_registry.h"
 
 namespace tavo::test {
@@ -43,21 +44,21 @@ TEST(Layout, EveryExportedShaderMatchesItsDeclaration) {
     if (record.which == RecordLayout::Parameters) parameters_checked.insert(record.shader);
   }
 
-  void *lib = dlopen(TAVO_LIBRARY, RTLD_NOW | RTLD_LOCAL);
-  ASSERT_NE(lib, nullptr) << dlerror();
+  std::string why;
+  void *lib = host::platform::load_module(TAVO_LIBRARY, why);
+  ASSERT_NE(lib, nullptr) << why;
   int exported = 0;
   for (const auto &d : decls) {
-    if (!dlsym(lib, d.name.c_str())) continue;
+    if (!host::platform::find_symbol(lib, d.name.c_str())) continue;
     ++exported;
     EXPECT_TRUE(parameters_checked.count(d.name)) << d.name << " is exported but its records are not checked";
-    const auto version = reinterpret_cast<int (*)()>(dlsym(lib, (d.name + "_version").c_str()));
+    const auto version = reinterpret_cast<int (*)()>(host::platform::find_symbol(lib, (d.name + "_version").c_str()));
     ASSERT_NE(version, nullptr) << d.name;
     EXPECT_EQ(version(), 1) << d.name;
     // one version function for every shader
-    EXPECT_EQ(reinterpret_cast<void *>(version), dlsym(lib, "tavo_scale_meters_to_internal_version"));
+    EXPECT_EQ(reinterpret_cast<void *>(version), host::platform::find_symbol(lib, "tavo_scale_meters_to_internal_version"));
   }
   EXPECT_GE(exported, 3);
-  dlclose(lib);
 }
 
 }  // namespace

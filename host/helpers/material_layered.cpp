@@ -8,7 +8,7 @@
 #include <cmath>
 
 #include "frame/frame.h"
-#include "shading.h"
+#include "host_operations.h"
 
 namespace {
 

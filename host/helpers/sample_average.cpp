@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "frame/frame.h"
-#include "scene/tavo_Core_Glossy_Sampler.h"
 
 namespace {
 
@@ -18,7 +17,15 @@ struct SampleAverageParameters {
   miColor missing;
 };
 
-using tavo::glossy_sampler::AverageOffer;
+// What a lens shader offers under the key while its eye ray is shaded: the
+// averaging function and the record it is handed back.
+constexpr char kAverageKey[] = "miX_SmpAvgFunc";
+using AverageFunction = miBoolean (*)(void *unused, miColor *result, miInteger count, const miColor *samples,
+                                      void *unused_too, void *user);
+struct AverageOffer {
+  AverageFunction average;
+  void *user;
+};
 
 }  // namespace
 
@@ -30,7 +37,7 @@ TAVO_EXPORT int tavo_host_sample_average_version(void) { return 1; }
 // negative count.
 TAVO_EXPORT miBoolean tavo_host_sample_average(miColor *result, miState *state, SampleAverageParameters *paras) {
   int size = 0;
-  const void *value = mi_shaderstate_get(state, tavo::glossy_sampler::kAverageKey, &size);
+  const void *value = mi_shaderstate_get(state, kAverageKey, &size);
   if (value == nullptr || size < static_cast<int>(sizeof(AverageOffer))) {
     *result = tavo::eval(state, &paras->missing);
     return miFALSE;
@@ -49,6 +56,5 @@ TAVO_EXPORT miBoolean tavo_host_sample_average(miColor *result, miState *state, 
   miInteger count = n;
   if (tavo::eval(state, &paras->use_count)) count = std::min(tavo::eval(state, &paras->count), n);
   // The first and fifth arguments are the caller's own; the function ignores them.
-  return offer.average(state, result, count, samples.data(), paras,
-                       const_cast<tavo::glossy_sampler::InstanceData *>(offer.user));
+  return offer.average(state, result, count, samples.data(), paras, offer.user);
 }

@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "frame/frame.h"
-#include "shading.h"
+#include "host_operations.h"
 
 namespace {
 

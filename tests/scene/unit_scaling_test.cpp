@@ -1,13 +1,14 @@
 // Unit scaling between metres and scene units.
 #include <gtest/gtest.h>
 
-#include <dlfcn.h>
+#include <string>
 
 #include <cmath>
 #include <limits>
 #include <optional>
 
 #include "host_fixture.h"
+#include "platform.h"
 #include "layout_registry.h"
 #include "scene/unit_scaling.h"
 
@@ -123,14 +124,15 @@ TEST_F(UnitScaling, ValueMayComeFromAnotherShader) {
 }
 
 TEST_F(UnitScaling, ShaderLevelInitOnlyRequestsInstanceInits) {
-  void *lib = dlopen(TAVO_LIBRARY, RTLD_NOW | RTLD_NOLOAD);
-  ASSERT_NE(lib, nullptr);
+  std::string why;
+  void *lib = host::platform::load_module(TAVO_LIBRARY, why);
+  ASSERT_NE(lib, nullptr) << why;
   using Init = void (*)(miState *, void *, miBoolean *);
   using Exit = void (*)(miState *, void *);
   for (const char *name :
        {"tavo_scale_meters_to_internal", "tavo_scale_internal_to_meters", "tavo_scale_meters_to_internal_inverse"}) {
-    const auto init = reinterpret_cast<Init>(dlsym(lib, (std::string(name) + "_init").c_str()));
-    const auto exit = reinterpret_cast<Exit>(dlsym(lib, (std::string(name) + "_exit").c_str()));
+    const auto init = reinterpret_cast<Init>(host::platform::find_symbol(lib, (std::string(name) + "_init").c_str()));
+    const auto exit = reinterpret_cast<Exit>(host::platform::find_symbol(lib, (std::string(name) + "_exit").c_str()));
     ASSERT_NE(init, nullptr);
     ASSERT_NE(exit, nullptr);
     miBoolean request = miFALSE;
@@ -141,7 +143,6 @@ TEST_F(UnitScaling, ShaderLevelInitOnlyRequestsInstanceInits) {
     EXPECT_EQ(renderer().held_bytes(), 0u);
     EXPECT_TRUE(renderer().releases().empty());
   }
-  dlclose(lib);
 }
 
 }  // namespace

@@ -1,13 +1,12 @@
 #include "renderer_core.h"
 
-#include <dlfcn.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
+#include "platform.h"
 #include "scene.h"
 #include "texture.h"
 #include "values.h"
@@ -124,9 +123,7 @@ Renderer &Renderer::get() {
 
 Renderer::Renderer() : scene_(default_scene()) {
   // Libraries find the renderer's operations by name in this module.
-  Dl_info info{};
-  if (dladdr(reinterpret_cast<void *>(&module_anchor), &info) && info.dli_fname)
-    module_handle_ = dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD);
+  module_handle_ = platform::module_containing(reinterpret_cast<const void *>(&module_anchor));
 }
 
 SceneData Renderer::default_scene() {
@@ -166,14 +163,14 @@ void Renderer::reset() {
 void *Renderer::open_library(const std::string &library_path) {
   void *&handle = libraries_[library_path];
   if (!handle) {
-    handle = dlopen(library_path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    std::string why;
+    handle = platform::load_module(library_path, why);
     if (!handle) {
-      const char *why = dlerror();
       libraries_.erase(library_path);
-      throw Error(library_path + ": cannot load the shader library: " + (why ? why : "unknown error"));
+      throw Error(library_path + ": cannot load the shader library: " + why);
     }
     using SetModuleHandle = void (*)(void *);
-    if (auto set = reinterpret_cast<SetModuleHandle>(dlsym(handle, "miSetModuleHandle"))) set(module_handle_);
+    if (auto set = reinterpret_cast<SetModuleHandle>(platform::find_symbol(handle, "miSetModuleHandle"))) set(module_handle_);
   }
   return handle;
 }
@@ -189,12 +186,12 @@ void Renderer::declare_from(std::vector<ShaderDeclaration> decls, const std::vec
     // a phenomenon is made of other declarations: no library provides it
     void *handle = handles.empty() || decl.phenomenon ? nullptr : handles.front();
     for (void *candidate : handles)
-      if (!decl.phenomenon && dlsym(candidate, decl.name.c_str())) {
+      if (!decl.phenomenon && platform::find_symbol(candidate, decl.name.c_str())) {
         handle = candidate;
         break;
       }
     if (handle) {
-      const auto symbol = [&](const std::string &name) { return dlsym(handle, name.c_str()); };
+      const auto symbol = [&](const std::string &name) { return platform::find_symbol(handle, name.c_str()); };
       fn->main = reinterpret_cast<Function::Main>(symbol(decl.name));
       fn->init = reinterpret_cast<Function::Init>(symbol(decl.name + "_init"));
       fn->exit = reinterpret_cast<Function::Exit>(symbol(decl.name + "_exit"));

@@ -14,6 +14,7 @@
 
 #include "frame/renderer.h"
 #include "geometry.h"
+#include "host_operations.h"
 
 namespace tavo::host {
 
@@ -84,11 +85,6 @@ class Sample {
   std::vector<std::unique_ptr<Child>> children_;
 };
 
-// A number in [0, 1) that is a hash of the given integers (a pixel, a sample,
-// an index, ...): the host's random choices, so that an image does not depend
-// on which thread renders it.
-float hash01(std::initializer_list<int> values);
-
 // The number of states above `state` (0 for the first state of a sample).
 int depth_of(const miState *state);
 
@@ -112,8 +108,3 @@ miBoolean texture_filter_project(miVector p[3], miVector t[3], miState *state, m
 miBoolean texture_filter_transform(miScalar *st, const miVector p[3], const miVector t[3]);
 
 }  // namespace tavo::host
-
-// The reference host's own operation for its helper material: the light
-// arriving at the state's point (Scene::direct_light). False, with black,
-// where the state is traced in no scene.
-extern "C" miBoolean tavo_host_direct_light(miColor *light, miState *state);

@@ -1,12 +1,11 @@
 #include "texture.h"
 
-#include <dlfcn.h>
-
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
 
 #include "declarations.h"
+#include "platform.h"
 
 namespace tavo::host {
 
@@ -245,19 +244,19 @@ void module_anchor() {}
 const ImageIO &image_io() {
   static const ImageIO io = [] {
     ImageIO loaded;
-    Dl_info info{};
-    std::filesystem::path path = "tavoimageio.so";
-    if (dladdr(reinterpret_cast<void *>(&module_anchor), &info) && info.dli_fname)
-      path = std::filesystem::path(info.dli_fname).parent_path() / "tavoimageio.so";
-    void *handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    const std::string name = std::string("tavoimageio") + platform::kModuleSuffix;
+    std::filesystem::path path = name;
+    const std::string here = platform::module_file(reinterpret_cast<const void *>(&module_anchor));
+    if (!here.empty()) path = std::filesystem::path(here).parent_path() / name;
+    std::string why;
+    void *handle = platform::load_module(path.string(), why);
     if (!handle) {
-      const char *why = dlerror();
-      loaded.error = "cannot load the image module " + path.string() + ": " + (why ? why : "unknown error");
+      loaded.error = "cannot load the image module " + path.string() + ": " + why;
       return loaded;
     }
-    loaded.read = reinterpret_cast<ImageIO::Read>(dlsym(handle, "tavo_image_read"));
-    loaded.free = reinterpret_cast<ImageIO::Free>(dlsym(handle, "tavo_image_free"));
-    loaded.write = reinterpret_cast<ImageIO::Write>(dlsym(handle, "tavo_image_write"));
+    loaded.read = reinterpret_cast<ImageIO::Read>(platform::find_symbol(handle, "tavo_image_read"));
+    loaded.free = reinterpret_cast<ImageIO::Free>(platform::find_symbol(handle, "tavo_image_free"));
+    loaded.write = reinterpret_cast<ImageIO::Write>(platform::find_symbol(handle, "tavo_image_write"));
     if (!loaded.read || !loaded.free || !loaded.write) loaded.error = path.string() + " lacks its entry points";
     return loaded;
   }();

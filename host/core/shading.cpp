@@ -214,15 +214,6 @@ miState &Sample::child(int depth) {
   return c.state;
 }
 
-float hash01(std::initializer_list<int> values) {
-  unsigned h = 2166136261u;
-  for (const int v : values) h = (h ^ static_cast<unsigned>(v)) * 16777619u;
-  h ^= h >> 15;
-  h *= 0x2c1b3c6dU;
-  h ^= h >> 12;
-  return static_cast<float>(h & 0xffffff) / 16777216.0f;
-}
-
 int depth_of(const miState *state) {
   int depth = 0;
   while (state && state->parent && depth < 4 * kMaxRayDepth) {

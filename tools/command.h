@@ -1,0 +1,63 @@
+// What the subcommands of tavo share: the usage error (exit status 2), the
+// NAME=VALUE words of a command line, and where the shader library lies.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <filesystem>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "declarations.h"
+
+namespace tavo::tool {
+
+// A mistake in what the user typed: exit status 2.
+struct UsageError : host::Error {
+  using host::Error::Error;
+};
+
+// Splits "NAME=VALUE"; `what` names the left side in the error.
+std::pair<std::string, std::string> split_assignment(const std::string &text, const char *what);
+
+// --- tavo eval
+struct EvalOptions {
+  std::string shader;
+  std::vector<std::string> assignments;
+  std::vector<std::string> scene;
+  bool no_scene = false;
+  std::vector<std::string> rays;
+  std::string file;
+  std::string pixel;
+};
+
+// The options of one evaluation, as `tavo eval` and each line of a batch take them.
+void add_eval_options(CLI::App &app, EvalOptions &options);
+
+// One evaluation in a fresh life cycle; returns its JSON document. Raises
+// UsageError for a mistake in the options, Error when the library cannot run it.
+std::string evaluate(const EvalOptions &options, const std::filesystem::path &library_dir);
+
+// Evaluates each line of `source` (a file, or "-" for standard input) as the
+// options of one `tavo eval`, printing one JSON document a line. Returns the
+// exit status: 0 when every line succeeded, else the highest status a
+// failing line would have had on its own.
+int run_batch(const std::string &source, const std::filesystem::path &library);
+
+// Loads the shader library and its declarations (the .mi file beside it).
+void load_library(const std::filesystem::path &library);
+
+// --- tavo render
+struct RenderOptions {
+  std::string file;
+  std::string output;
+  std::string resolution;
+  int samples = 1;
+  int threads = 0;
+  bool quiet = false;
+};
+
+int run_render(const RenderOptions &options, const std::filesystem::path &library_dir);
+
+}  // namespace tavo::tool

@@ -1,0 +1,50 @@
+// tavo render SCENE -o OUT: the scene's image, written only once it is whole.
+#include <cstdio>
+
+#include "command.h"
+#include "render.h"
+#include "renderer_core.h"
+#include "scene.h"
+#include "scene_file.h"
+#include "values.h"
+
+namespace fs = std::filesystem;
+using namespace tavo::host;
+
+namespace tavo::tool {
+
+int run_render(const RenderOptions &options, const fs::path &library_dir) {
+  Renderer &renderer = Renderer::get();
+  RenderSettings settings;
+  if (!options.resolution.empty()) {
+    const std::vector<std::string> wh = split_words(options.resolution, ',');
+    try {
+      if (wh.size() != 2) throw Error("");
+      settings.width = parse_integer(wh[0]);
+      settings.height = parse_integer(wh[1]);
+    } catch (const Error &) {
+      throw UsageError("expected --resolution W,H with two integers, found '" + options.resolution + "'");
+    }
+    if (settings.width <= 0 || settings.height <= 0)
+      throw UsageError("--resolution needs a positive width and height, found '" + options.resolution + "'");
+  }
+  if (options.samples < 1 || options.samples > 1024)
+    throw UsageError("--samples must lie in 1..1024, found " + std::to_string(options.samples));
+  if (options.threads < 0) throw UsageError("--threads must not be negative, found " + std::to_string(options.threads));
+  if (fs::path(options.output).extension().empty())
+    throw UsageError("cannot tell the image format of '" + options.output + "': give it an extension (.png, .exr)");
+  settings.samples = options.samples;
+  settings.threads = options.threads;
+  settings.progress = !options.quiet;
+
+  const LoadedScene loaded = load_scene(options.file, {library_dir.string()});
+  renderer.set_current_scene(loaded.scene);
+  renderer.set_scene(loaded.record.value_or(Renderer::default_scene()));
+  const RenderedImage image = render(*loaded.scene, loaded.instances, settings);
+  for (const Message &m : renderer.messages())
+    if (m.level == "error") std::fprintf(stderr, "tavo: %s: %s\n", m.level.c_str(), m.text.c_str());
+  save_image(options.output, image);
+  return 0;
+}
+
+}  // namespace tavo::tool
