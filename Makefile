@@ -4,21 +4,25 @@
 #   make test            install what is missing, build, run every test
 #   make check-sanitize  every test under AddressSanitizer + UndefinedBehaviorSanitizer
 #   make bench           the benchmarks
+#   make windows         the Windows x64 build (MinGW-w64) in build-windows/
+#   make check-windows   the Windows build's tests, under Wine
 
 BUILD      ?= build
 SAN_BUILD  ?= build-sanitize
+WIN_BUILD  ?= build-windows
 JOBS       ?= $(shell nproc)
 PACKAGES   := cmake ninja-build g++ make pkg-config libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev \
               libembree-dev libopenimageio-dev libtbb-dev
+WINDOWS_PACKAGES := g++-mingw-w64-x86-64-posix wine64 googletest
 
-.PHONY: all deps build demo test check-sanitize bench clean
+.PHONY: all deps windows-deps build demo test check-sanitize bench windows check-windows clean
 
 all: build
 
 # Installs the Debian packages that are not there yet (needs root, or sudo).
-deps:
+define install_missing
 	@missing=""; \
-	for p in $(PACKAGES); do \
+	for p in $(1); do \
 	  dpkg-query -W -f='$${Status}' $$p 2>/dev/null | grep -q "install ok installed" || missing="$$missing $$p"; \
 	done; \
 	if [ -n "$$missing" ]; then \
@@ -27,6 +31,13 @@ deps:
 	  $$SUDO apt-get update -qq && \
 	  DEBIAN_FRONTEND=noninteractive $$SUDO apt-get install -y -qq --no-install-recommends $$missing; \
 	fi
+endef
+
+deps:
+	$(call install_missing,$(PACKAGES))
+
+windows-deps:
+	$(call install_missing,$(PACKAGES) $(WINDOWS_PACKAGES))
 
 $(BUILD)/build.ninja: | deps
 	cmake -S . -B $(BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
@@ -51,5 +62,18 @@ check-sanitize: deps
 bench: build
 	@if [ -x $(BUILD)/bin/tavo_bench ]; then $(BUILD)/bin/tavo_bench; else echo "no benchmarks built"; fi
 
+# Wine keeps its prefix (and its server) inside the build folder.
+$(WIN_BUILD)/build.ninja: | windows-deps
+	cmake -S . -B $(WIN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	  -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake -DTAVO_LINUX_TOOL=$(abspath $(BUILD))/bin/tavo
+
+windows: windows-deps $(WIN_BUILD)/build.ninja
+	ninja -C $(WIN_BUILD) -j$(JOBS)
+
+# The comparison with the Linux tool needs the Linux build too.
+check-windows: build windows
+	ctest --test-dir $(WIN_BUILD) --output-on-failure; status=$$?; \
+	  WINEPREFIX=$(abspath $(WIN_BUILD))/wineprefix /usr/lib/wine/wineserver -k 2>/dev/null; exit $$status
+
 clean:
-	rm -rf $(BUILD) $(SAN_BUILD)
+	rm -rf $(BUILD) $(SAN_BUILD) $(WIN_BUILD)

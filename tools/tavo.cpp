@@ -36,6 +36,7 @@ fs::path default_library() {
 }  // namespace
 
 int main(int argc, char **argv) {
+  platform::set_binary(stdout);
   CLI::App app{"tavo: run the tavoshaders library in the reference host"};
   app.require_subcommand(1);
   std::string library;

@@ -1,6 +1,7 @@
 #include "platform.h"
 
 #ifdef _WIN32
+#include <fcntl.h>
 #include <io.h>
 #include <windows.h>
 #else
@@ -82,6 +83,8 @@ std::string module_file(const void *address) {
 
 std::string executable_file() { return module_path(nullptr); }
 
+void set_binary(std::FILE *stream) { _setmode(_fileno(stream), _O_BINARY); }
+
 bool is_terminal(std::FILE *stream) { return _isatty(_fileno(stream)) != 0; }
 
 #else
@@ -114,6 +117,8 @@ std::string executable_file() {
   std::error_code ec;
   return std::filesystem::read_symlink("/proc/self/exe", ec).string();
 }
+
+void set_binary(std::FILE *) {}
 
 bool is_terminal(std::FILE *stream) { return isatty(fileno(stream)) != 0; }
 

@@ -29,6 +29,10 @@ std::string module_file(const void *address);
 // The running program's own file.
 std::string executable_file();
 
+// Writes the stream's bytes as they are: no line-end translation, so that
+// a program's output is the same file on every platform.
+void set_binary(std::FILE *stream);
+
 // Whether the stream writes to a terminal.
 bool is_terminal(std::FILE *stream);
 

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <new>
 
 #include "platform.h"
 #include "scene.h"
@@ -45,6 +46,10 @@ class RunningScope {
   miFunction *saved_;
   OwnerScope owner_;
 };
+
+// Blocks are aligned for any vector type a shader may keep in its record
+// (aligned operator new: the C library's aligned_alloc is not everywhere).
+constexpr std::align_val_t kBlockAlignment{16};
 
 void module_anchor() {}
 
@@ -146,7 +151,7 @@ void Renderer::reset() {
   init_order_.clear();
   {
     std::lock_guard lock(memory_mutex_);
-    for (auto &[block, record] : allocations_) std::free(block);
+    for (auto &[block, record] : allocations_) ::operator delete(block, kBlockAlignment);
     allocations_.clear();
     releases_.clear();
   }
@@ -556,9 +561,10 @@ std::vector<CallResult> Renderer::run(miTag tag, const std::vector<int> &rays) {
 
 // ---------------------------------------------------------------- memory
 
+
 void *Renderer::allocate(const char *file, int line, std::size_t size) {
   const std::size_t bytes = round_up(std::max<std::size_t>(size, 1), 16);
-  void *block = std::aligned_alloc(16, bytes);
+  void *block = ::operator new(bytes, kBlockAlignment, std::nothrow);
   if (!block) {
     std::fprintf(stderr, "tavo renderer: out of memory allocating %zu bytes for %s:%d\n", size,
                  file ? file : "?", line);
@@ -580,7 +586,7 @@ void Renderer::release(const char *file, int line, void *block) {
     if (it != allocations_.end()) {
       allocations_.erase(it);
       releases_.push_back({file ? file : "", line, block});
-      std::free(block);
+      ::operator delete(block, kBlockAlignment);
       return;
     }
   }

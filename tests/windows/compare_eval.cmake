@@ -1,0 +1,31 @@
+# Runs every line of CASES through both tools: once as a batch (one process
+# each), and the first line as a plain `tavo eval` command line. Any byte of
+# difference fails, and the differing documents are shown.
+foreach(var LINUX_TOOL WINDOWS_TOOL CASES WORK)
+  if(NOT DEFINED ${var})
+    message(FATAL_ERROR "compare_eval.cmake needs -D${var}=...")
+  endif()
+endforeach()
+if(NOT EXISTS "${LINUX_TOOL}")
+  message(FATAL_ERROR "no Linux tool at ${LINUX_TOOL}: build it first (make build)")
+endif()
+
+function(run_both name)
+  execute_process(COMMAND ${LINUX_TOOL} ${ARGN} OUTPUT_FILE ${WORK}/${name}.linux RESULT_VARIABLE linux_status)
+  execute_process(COMMAND ${WINDOWS_TOOL} ${ARGN} OUTPUT_FILE ${WORK}/${name}.windows RESULT_VARIABLE windows_status)
+  if(NOT linux_status STREQUAL windows_status)
+    message(SEND_ERROR "${name}: exit status ${linux_status} on Linux, ${windows_status} on Windows")
+  endif()
+  file(READ ${WORK}/${name}.linux linux_text HEX)
+  file(READ ${WORK}/${name}.windows windows_text HEX)
+  if(linux_text STREQUAL "")
+    message(SEND_ERROR "${name}: the Linux tool printed nothing")
+  elseif(NOT linux_text STREQUAL windows_text)
+    file(READ ${WORK}/${name}.linux linux_text)
+    file(READ ${WORK}/${name}.windows windows_text)
+    message(SEND_ERROR "${name}: the outputs differ\n--- Linux\n${linux_text}\n--- Windows\n${windows_text}")
+  endif()
+endfunction()
+
+run_both(batch eval --batch ${CASES})
+run_both(single eval tavo_scale_meters_to_internal value=1 --scene unit_scale=0.0254)
