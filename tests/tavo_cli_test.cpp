@@ -9,6 +9,7 @@
 #include <array>
 #include <cstdio>
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <string>
 
@@ -103,6 +104,65 @@ TEST(TavoEval, APhenomenonIsEvaluatedInAScene) {
   const ToolRun r = tavo("eval tavo_Mtl_Mirror");
   EXPECT_EQ(r.status, 2);
   EXPECT_EQ(r.err, "tavo: 'tavo_Mtl_Mirror' is a phenomenon: its shaders are made where a scene file instances it\n");
+}
+
+// Writes a batch file of its own (ctest runs these tests in parallel processes).
+std::string batch_file(const std::string &name, const std::string &text) {
+  const std::string path = ::testing::TempDir() + "tavo_batch_" + name + "_" + std::to_string(getpid()) + ".txt";
+  std::ofstream(path) << text;
+  return path;
+}
+
+// The document a separate `tavo eval` prints, on one line.
+std::string as_one_line(const std::string &document) {
+  const std::string joined = std::regex_replace(document, std::regex(",\n *"), ", ");
+  return std::regex_replace(joined, std::regex("\n *"), "");
+}
+
+TEST(TavoEvalBatch, EachLineIsASeparateEvaluationWithAFreshSceneRecord) {
+  // A scene record or a failure of one line must not reach the next.
+  const char *lines[] = {
+      "tavo_scale_meters_to_internal value=1 --scene unit_scale=0.0254",
+      "tavo_scale_meters_to_internal value=1",
+      "tavo_Shd_Metal_spider type=3 patina=0.6 --ray eye --ray shadow",
+      "tavo_decal",
+      "tavo_Utility_ColorCorrection input=0.2,0.4,0.8,1 gamma=2.2 --no-scene",
+  };
+  std::string text = "# a comment, then a blank line\n\n";
+  for (const char *line : lines) text += std::string(line) + "\n";
+  const ToolRun batch = tavo("eval --batch " + batch_file("fresh", text));
+  EXPECT_EQ(batch.status, 0) << batch.err;
+  std::string expected;
+  for (const char *line : lines) expected += as_one_line(tavo(std::string("eval ") + line).out) + "\n";
+  EXPECT_EQ(batch.out, expected);
+  EXPECT_NE(batch.out.find("\"result\": 39.370079}"), std::string::npos);
+  EXPECT_NE(batch.out.find("\"result\": 1}"), std::string::npos);
+}
+
+TEST(TavoEvalBatch, WordsAreQuotedAsInAShellAndBadLinesGetAnErrorObject) {
+  const ToolRun r = tavo("eval --batch " + batch_file("quoted", "tavo_scale_meters_to_internal 'value'=\"2\" # halves\n"
+                                                                "tavo_nothing\n"
+                                                                "tavo_scale_meters_to_internal \"value=3\n"
+                                                                "tavo_scale_meters_to_internal val\\ ue=1\n"
+                                                                "--library x\n"));
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.out, as_one_line(tavo("eval tavo_scale_meters_to_internal value=2").out) + "\n" +
+                       "{\"line\": 2, \"error\": \"unknown shader 'tavo_nothing'\", \"status\": 2}\n"
+                       "{\"line\": 3, \"error\": \"unterminated \\\" quote\", \"status\": 2}\n"
+                       "{\"line\": 4, \"error\": \"unknown parameter 'val ue' of tavo_scale_meters_to_internal\", "
+                       "\"status\": 2}\n"
+                       "{\"line\": 5, \"error\": \"The following argument was not expected: --library\", \"status\": 2}\n");
+}
+
+TEST(TavoEvalBatch, ReadsStandardInputAndRefusesAMissingFile) {
+  const ToolRun r = tavo("eval --batch - < " + batch_file("stdin", "tavo_Utility_bool_to_int value=on\n"));
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, as_one_line(tavo("eval tavo_Utility_bool_to_int value=on").out) + "\n");
+  const ToolRun missing = tavo("eval --batch /nonexistent/batch.txt");
+  EXPECT_EQ(missing.status, 2);
+  EXPECT_EQ(missing.err, "tavo: cannot read the batch file '/nonexistent/batch.txt'\n");
+  const ToolRun both = tavo("eval tavo_decal --batch -");
+  EXPECT_EQ(both.status, 2);
 }
 
 TEST(TavoList, ShowsEveryDeclaredShader) {

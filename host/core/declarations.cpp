@@ -1,6 +1,8 @@
 #include "declarations.h"
 
 #include <fstream>
+#include <map>
+#include <mutex>
 #include <set>
 #include <sstream>
 
@@ -274,7 +276,26 @@ std::vector<ShaderDeclaration> read_declarations(const std::string &path) {
   if (!in) throw Error(path + ": cannot open the declarations file");
   std::ostringstream buffer;
   buffer << in.rdbuf();
-  return parse_declarations(buffer.str(), path);
+  std::string text = std::move(buffer).str();
+
+  // A long-lived host (a batch of evaluations, a test program) declares the
+  // same files again and again: the last parse of each file is kept and
+  // reused while the file's text is the same, to the byte.
+  struct Parsed {
+    std::string text;
+    std::vector<ShaderDeclaration> declarations;
+  };
+  static std::mutex mutex;
+  static std::map<std::string, Parsed> parsed;
+  {
+    std::lock_guard lock(mutex);
+    if (const auto it = parsed.find(path); it != parsed.end() && it->second.text == text)
+      return it->second.declarations;
+  }
+  std::vector<ShaderDeclaration> declarations = parse_declarations(text, path);
+  std::lock_guard lock(mutex);
+  parsed[path] = {std::move(text), declarations};
+  return declarations;
 }
 
 }  // namespace tavo::host
