@@ -2,6 +2,7 @@
 // a malformed file gets.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <map>
 #include <set>
 
@@ -87,6 +88,55 @@ TEST(Declarations, MalformedFilesNameFileLineAndWhatWasExpected) {
        "shaders.mi:1: expected a version number, found 'end'"},
   };
   for (const Case &c : cases) EXPECT_EQ(error_of(c.text), c.error) << c.text;
+}
+
+TEST(Declarations, AGuiBlockGivesValuesRangesAndDescriptionsWithoutChangingTheLayout) {
+  const std::string body = R"(
+    declare shader scalar "metal" (integer "type", scalar "patina", color "tint") version 1
+    gui "gui_metal" {
+        control "Global" "Global" ("description" "a metal")
+        control "type" "integer" ("description" "metal type", "item" 0 "plain", "item" 1 "", "item" 3 "patinated" "aged",
+                                  "uiName" "Type" "ignored", "hidden")
+        control "patina" "scalar" ("range" 0 1)
+    }
+    end declare)";
+  const auto decls = parse_declarations(body, "a.mi");
+  ASSERT_EQ(decls.size(), 1u);
+  const ShaderDeclaration &d = decls[0];
+  EXPECT_EQ(d.parameters.size(), 24u);
+  EXPECT_EQ(d.description, "a metal");
+  const Control *type = d.control("type");
+  ASSERT_NE(type, nullptr);
+  EXPECT_EQ(type->description, "metal type");
+  ASSERT_EQ(type->values.size(), 3u);
+  EXPECT_EQ(type->values[2].meaning, "patinated");
+  EXPECT_EQ(type->value_named("aged"), 3);
+  EXPECT_EQ(type->value_named("plain"), std::nullopt);  // a meaning is not a name
+  EXPECT_TRUE(type->allows(1));
+  EXPECT_FALSE(type->allows(2));
+  EXPECT_EQ(type->bounds(), "one of 0, 1, 3");
+  const Control *patina = d.control("patina");
+  ASSERT_NE(patina, nullptr);
+  EXPECT_TRUE(patina->allows(0) && patina->allows(1));
+  EXPECT_FALSE(patina->allows(1.0001) || patina->allows(-0.5) || patina->allows(std::nan("")));
+  EXPECT_EQ(patina->bounds(), "0 to 1");
+  EXPECT_EQ(d.control("tint"), nullptr);
+}
+
+TEST(Declarations, AMalformedGuiBlockIsNamedWhereItIsWrong) {
+  const std::string head = "declare shader scalar \"s\" (integer \"i\", scalar \"x\") version 1\n";
+  const std::pair<std::string, std::string> cases[] = {
+      {"gui \"g\" { control \"j\" \"integer\" () }", "shaders.mi:2: shader \"s\" has no parameter \"j\""},
+      {"gui \"g\" { control \"i\" \"scalar\" () }", "shaders.mi:2: \"i\" is integer, not scalar"},
+      {"gui \"g\" { control \"x\" \"scalar\" (\"item\" 0 \"\") }",
+       "shaders.mi:2: only an integer parameter has items, not \"x\""},
+      {"gui \"g\" { control \"i\" \"integer\" (\"item\" 0 \"\", \"item\" 0 \"\") }", "shaders.mi:2: \"i\" lists 0 twice"},
+      {"gui \"g\" { control \"x\" \"scalar\" (\"range\" 2 1) }", "shaders.mi:2: the range of \"x\" is empty"},
+      {"gui \"g\" { control \"x\" \"scalar\" () control \"x\" \"scalar\" () }", "shaders.mi:2: \"x\" has two controls"},
+      {"gui \"g\" { slider \"x\" }", "shaders.mi:2: expected 'control' or '}' closing the gui block, found 'slider'"},
+      {"gui \"g\" { control \"x\" \"scalar\" (\"hidden\" ", "shaders.mi:3: expected ')' closing the control, found end of file"},
+  };
+  for (const auto &[gui, error] : cases) EXPECT_EQ(error_of(head + gui + "\nend declare"), error) << gui;
 }
 
 TEST(Declarations, AMissingFileIsNamed) {

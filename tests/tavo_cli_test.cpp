@@ -46,7 +46,7 @@ TEST(TavoEval, ConvertsMetresToInches) {
             "{\n"
             "  \"shader\": \"tavo_scale_meters_to_internal\",\n"
             "  \"calls\": [\n"
-            "    {\"ray\": 0, \"returned\": true, \"result\": 39.370079}\n"
+            "    {\"ray\": 0, \"ray_name\": \"eye\", \"returned\": true, \"result\": 39.370079}\n"
             "  ],\n"
             "  \"messages\": [],\n"
             "  \"leaked_bytes\": 0\n"
@@ -57,9 +57,9 @@ TEST(TavoEval, ConvertsMetresToInches) {
 TEST(TavoEval, RunsOneCallPerRayInOrder) {
   const ToolRun r = tavo("eval tavo_scale_internal_to_meters value=2 --ray shadow --ray 7 --ray reflection --no-scene");
   EXPECT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("{\"ray\": 5, \"returned\": true, \"result\": 2},\n"
-                       "    {\"ray\": 7, \"returned\": true, \"result\": 2},\n"
-                       "    {\"ray\": 2, \"returned\": true, \"result\": 2}\n"),
+  EXPECT_NE(r.out.find("{\"ray\": 5, \"ray_name\": \"shadow\", \"returned\": true, \"result\": 2},\n"
+                       "    {\"ray\": 7, \"ray_name\": \"probe\", \"returned\": true, \"result\": 2},\n"
+                       "    {\"ray\": 2, \"ray_name\": \"reflection\", \"returned\": true, \"result\": 2}\n"),
             std::string::npos)
       << r.out;
 }

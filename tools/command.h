@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "declarations.h"
+#include "scene_file.h"
 
 namespace tavo::tool {
 
@@ -30,6 +31,8 @@ struct EvalOptions {
   std::vector<std::string> rays;
   std::string file;
   std::string pixel;
+  bool strict = false;
+  std::vector<std::string> sets;  // --set INSTANCE.PARAM=VALUE, with --file
 };
 
 // The options of one evaluation, as `tavo eval` and each line of a batch take them.
@@ -45,6 +48,18 @@ std::string evaluate(const EvalOptions &options, const std::filesystem::path &li
 // failing line would have had on its own.
 int run_batch(const std::string &source, const std::filesystem::path &library);
 
+// `--set INSTANCE.PARAM=VALUE` words as overrides of a scene's values.
+std::vector<host::Override> overrides(const std::vector<std::string> &sets);
+
+// Loads a scene file with the overrides; an override that names nothing in
+// the scene is the user's mistake.
+host::LoadedScene load_scene_with(const std::string &file, const std::filesystem::path &library_dir,
+                                  const std::vector<std::string> &sets);
+
+// Writes the host's notes (values outside what their declarations allow) as
+// warnings on standard error, or with `strict` raises the first as a UsageError.
+void report_notes(bool strict);
+
 // Loads the shader library and its declarations (the .mi file beside it).
 void load_library(const std::filesystem::path &library);
 
@@ -56,6 +71,8 @@ struct RenderOptions {
   int samples = 1;
   int threads = 0;
   bool quiet = false;
+  bool strict = false;
+  std::vector<std::string> sets;
 };
 
 int run_render(const RenderOptions &options, const std::filesystem::path &library_dir);

@@ -22,17 +22,29 @@ namespace tavo::tool {
 
 namespace {
 
-int ray_code(const std::string &word) {
+// Ray types by the names users know them by.
+const std::map<std::string, int> &ray_names() {
   static const std::map<std::string, int> names = {
       {"eye", miRAY_EYE},         {"transparent", miRAY_TRANSPARENT}, {"reflection", miRAY_REFLECT},
       {"refraction", miRAY_REFRACT}, {"light", miRAY_LIGHT},         {"shadow", miRAY_SHADOW},
-      {"environment", miRAY_ENVIRONMENT}};
-  if (const auto it = names.find(word); it != names.end()) return it->second;
+      {"environment", miRAY_ENVIRONMENT}, {"probe", miRAY_PROBE}, {"finalgather", miRAY_FINALGATHER},
+      {"lightmap", miRAY_LM_MESH}};
+  return names;
+}
+
+int ray_code(const std::string &word) {
+  if (const auto it = ray_names().find(word); it != ray_names().end()) return it->second;
   try {
     return parse_integer(word);
   } catch (const Error &) {
     throw UsageError("unknown ray type '" + word + "' (eye, shadow, reflection, refraction or an integer code)");
   }
+}
+
+std::string ray_name_json(int code) {
+  for (const auto &[name, value] : ray_names())
+    if (value == code) return json_string(name);
+  return "null";
 }
 
 SceneData scene_record(const std::vector<std::string> &fields, SceneData scene = Renderer::default_scene()) {
@@ -67,7 +79,7 @@ std::string calls_json(const Type &result, const std::vector<CallResult> &calls)
   std::string out = "[\n";
   for (std::size_t i = 0; i < calls.size(); ++i) {
     const CallResult &c = calls[i];
-    out += "    {\"ray\": " + std::to_string(c.ray) + ", \"returned\": " + (c.returned ? "true" : "false") +
+    out += "    {\"ray\": " + std::to_string(c.ray) + ", \"ray_name\": " + ray_name_json(c.ray) + ", \"returned\": " + (c.returned ? "true" : "false") +
            ", \"result\": " + json_value(result, reinterpret_cast<const std::byte *>(c.result.data())) + "}" +
            (i + 1 < calls.size() ? ",\n" : "\n");
   }
@@ -96,7 +108,8 @@ std::string evaluate_in_scene(const EvalOptions &options, const fs::path &librar
   if (options.no_scene && !options.scene.empty()) throw UsageError("--no-scene and --scene exclude each other");
   const std::vector<int> rays = ray_codes(options.rays);
 
-  const LoadedScene loaded = load_scene(options.file, {library_dir.string()});
+  const LoadedScene loaded = load_scene_with(options.file, library_dir, options.sets);
+  report_notes(options.strict);
   renderer.set_current_scene(loaded.scene);
   if (options.no_scene) renderer.clear_scene();
   else renderer.set_scene(scene_record(options.scene, loaded.record.value_or(Renderer::default_scene())));
@@ -160,6 +173,7 @@ std::string evaluate_shader(const EvalOptions &options) {
     if (!fn->main && !fn->decl.phenomenon) throw;  // declared but not exported: not the user's typing
     throw UsageError(e.what());
   }
+  report_notes(options.strict);
   const std::vector<CallResult> calls = renderer.run(tag, rays);
 
   std::string out = "{\n  \"shader\": " + json_string(options.shader) + ",\n  \"calls\": " +
@@ -249,6 +263,37 @@ void add_eval_options(CLI::App &app, EvalOptions &eval) {
   app.add_option("--scene", eval.scene, "a scene record field, FIELD=VALUE (repeatable)");
   app.add_flag("--no-scene", eval.no_scene, "the host has no scene record");
   app.add_option("--ray", eval.rays, "one evaluation per ray type: eye, shadow, reflection, refraction or a code");
+  app.add_option("--set", eval.sets, "with --file: INSTANCE.PARAM=VALUE, a value the scene's instance gets "
+                                      "as if its file gave it (repeatable)");
+  app.add_flag("--strict", eval.strict, "a value outside its declared values or range is an error, not a warning");
+}
+
+std::vector<Override> overrides(const std::vector<std::string> &sets) {
+  std::vector<Override> out;
+  for (const std::string &text : sets) {
+    const auto [target, value] = split_assignment(text, "INSTANCE.PARAM");
+    const std::size_t dot = target.find('.');
+    if (dot == std::string::npos || dot == 0 || dot + 1 == target.size())
+      throw UsageError("expected --set INSTANCE.PARAM=VALUE, found '" + text + "'");
+    out.push_back({target.substr(0, dot), target.substr(dot + 1), split_words(value, ','), text});
+  }
+  return out;
+}
+
+LoadedScene load_scene_with(const std::string &file, const fs::path &library_dir, const std::vector<std::string> &sets) {
+  const std::vector<Override> given = overrides(sets);
+  try {
+    return load_scene(file, {library_dir.string()}, given);
+  } catch (const OverrideError &e) {
+    throw UsageError(e.what());
+  }
+}
+
+void report_notes(bool strict) {
+  for (const std::string &note : Renderer::get().take_notes()) {
+    if (strict) throw UsageError(note);
+    std::fprintf(stderr, "tavo: warning: %s\n", note.c_str());
+  }
 }
 
 void load_library(const fs::path &library) {
@@ -266,6 +311,7 @@ std::string evaluate(const EvalOptions &options, const fs::path &library_dir) {
     return evaluate_in_scene(options, library_dir);
   }
   if (!options.pixel.empty()) throw UsageError("--pixel needs --file");
+  if (!options.sets.empty()) throw UsageError("--set needs --file");
   return evaluate_shader(options);
 }
 

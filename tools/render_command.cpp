@@ -37,7 +37,8 @@ int run_render(const RenderOptions &options, const fs::path &library_dir) {
   settings.threads = options.threads;
   settings.progress = !options.quiet;
 
-  const LoadedScene loaded = load_scene(options.file, {library_dir.string()});
+  const LoadedScene loaded = load_scene_with(options.file, library_dir, options.sets);
+  report_notes(options.strict);
   renderer.set_current_scene(loaded.scene);
   renderer.set_scene(loaded.record.value_or(Renderer::default_scene()));
   const RenderedImage image = render(*loaded.scene, loaded.instances, settings);

@@ -42,8 +42,13 @@ int main(int argc, char **argv) {
   std::string library;
   app.add_option("--library", library, "the shader library (its declarations beside it, .mi)");
 
+  app.set_version_flag("--version", std::string("tavo ") + TAVO_VERSION);
+
   bool list_json = false;
-  CLI::App *list = app.add_subcommand("list", "list every declared shader with its parameters and result");
+  std::vector<std::string> list_names;
+  CLI::App *list = app.add_subcommand("list", "list the declared shaders (or just NAME...) with their parameters, "
+                                              "values, ranges and result");
+  list->add_option("NAME", list_names, "shaders to show (default: all)");
   list->add_flag("--json", list_json, "print JSON");
 
   EvalOptions eval;
@@ -62,12 +67,26 @@ int main(int argc, char **argv) {
   rd->add_option("--samples", render_options.samples, "samples per pixel (default 1)");
   rd->add_option("--threads", render_options.threads, "rendering threads (default: every core)");
   rd->add_flag("--quiet", render_options.quiet, "no progress bar");
+  rd->add_option("--set", render_options.sets, "INSTANCE.PARAM=VALUE: a value the scene's instance gets as if "
+                                              "its file gave it (repeatable)");
+  rd->add_flag("--strict", render_options.strict, "a value outside its declared values or range is an error");
 
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp &e) {
     return app.exit(e);
+  } catch (const CLI::CallForVersion &e) {
+    return app.exit(e);
   } catch (const CLI::ParseError &e) {
+    // A word where the command belongs: say which commands there are.
+    if (app.get_subcommands().empty())
+      for (int i = 1; i < argc; ++i) {
+        const std::string word = argv[i];
+        if (word == "--library") { ++i; continue; }
+        if (word.rfind("-", 0) == 0) continue;
+        std::fprintf(stderr, "tavo: unknown command '%s' (commands: list, eval, render)\n", word.c_str());
+        return 2;
+      }
     std::fprintf(stderr, "tavo: %s\n", e.what());
     return 2;
   }
@@ -90,7 +109,15 @@ int main(int argc, char **argv) {
     }
     load_library(lib);
     if (list->parsed()) {
-      const auto functions = Renderer::get().functions();
+      std::vector<const Function *> functions = Renderer::get().functions();
+      if (!list_names.empty()) {
+        functions.clear();
+        for (const std::string &name : list_names) {
+          const Function *fn = Renderer::get().function(name);
+          if (!fn) throw UsageError("unknown shader '" + name + "'");
+          functions.push_back(fn);
+        }
+      }
       std::fputs((list_json ? declarations_json(functions) : declarations_text(functions)).c_str(), stdout);
       return 0;
     }

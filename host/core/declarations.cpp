@@ -1,5 +1,6 @@
 #include "declarations.h"
 
+#include <algorithm>
 #include <fstream>
 #include <map>
 #include <mutex>
@@ -46,6 +47,41 @@ const Field *ShaderDeclaration::parameter(std::string_view wanted) const {
   for (const Field &f : parameters.fields)
     if (f.name == wanted) return &f;
   return nullptr;
+}
+
+const Control *ShaderDeclaration::control(std::string_view wanted) const {
+  for (const Control &c : controls)
+    if (c.parameter == wanted) return &c;
+  return nullptr;
+}
+
+bool Control::allows(double value) const {
+  if (!values.empty())
+    return std::any_of(values.begin(), values.end(), [&](const EnumValue &v) { return v.value == value; });
+  return (!minimum || value >= *minimum) && (!maximum || value <= *maximum);  // NaN lies in no range
+}
+
+std::string Control::bounds() const {
+  if (!values.empty()) {
+    // A run without gaps reads best as a range.
+    bool consecutive = true;
+    for (std::size_t i = 1; i < values.size(); ++i) consecutive &= values[i].value == values[i - 1].value + 1;
+    if (consecutive && values.size() > 2)
+      return std::to_string(values.front().value) + " to " + std::to_string(values.back().value);
+    std::string out = "one of ";
+    for (std::size_t i = 0; i < values.size(); ++i) out += (i ? ", " : "") + std::to_string(values[i].value);
+    return out;
+  }
+  if (minimum && maximum) return format_scalar(static_cast<float>(*minimum)) + " to " + format_scalar(static_cast<float>(*maximum));
+  if (minimum) return "at least " + format_scalar(static_cast<float>(*minimum));
+  if (maximum) return "at most " + format_scalar(static_cast<float>(*maximum));
+  return {};
+}
+
+std::optional<int> Control::value_named(std::string_view wanted) const {
+  for (const EnumValue &v : values)
+    if (!v.name.empty() && v.name == wanted) return v.value;
+  return std::nullopt;
 }
 
 void lay_out(Type &record) {
@@ -97,8 +133,11 @@ class DeclarationParser {
       if (lex_.accept_word("version")) {
         decl.version = parse_integer(lex_.expect_number("a version number"));
       } else if (lex_.accept_word("apply")) {
-        while (lex_.peek().kind == Token::Kind::Word && !lex_.at_word("end") && !lex_.at_word("version"))
+        while (lex_.peek().kind == Token::Kind::Word && !lex_.at_word("end") && !lex_.at_word("version") &&
+               !lex_.at_word("gui"))
           lex_.next();
+      } else if (lex_.at_word("gui")) {
+        gui(decl);
       } else {
         break;
       }
@@ -106,6 +145,79 @@ class DeclarationParser {
     lex_.expect_word("end");
     lex_.expect_word("declare");
     return decl;
+  }
+
+  // gui "name" { control "parameter" "type" ( attribute, ... ) ... }: the
+  // hints a person needs. Attributes the host does not use are skipped, so a
+  // file written for a richer interface still reads.
+  void gui(ShaderDeclaration &decl) {
+    const int line = lex_.next().line;
+    if (!decl.controls.empty() || !decl.description.empty())
+      lex_.fail(line, "shader \"" + decl.name + "\" has two gui blocks");
+    lex_.expect_string("the gui block's name in quotes");
+    lex_.expect_punct('{');
+    while (!lex_.accept_punct('}')) {
+      if (!lex_.at_word("control")) lex_.fail_expected("'control' or '}' closing the gui block");
+      Control c;
+      c.line = lex_.next().line;
+      c.parameter = lex_.expect_string("the controlled parameter's name in quotes");
+      const Token type_token = lex_.peek();
+      const std::string type_word = lex_.expect_string("the parameter's type in quotes");
+      const bool global = c.parameter == "Global";
+      const Field *field = global ? nullptr : decl.parameter(c.parameter);
+      if (!global && !field)
+        lex_.fail(c.line, "shader \"" + decl.name + "\" has no parameter \"" + c.parameter + "\"");
+      if (field ? type_word != field->type.name() : type_word != "Global")
+        lex_.fail(type_token.line, "\"" + c.parameter + "\" is " + (field ? field->type.name() : "Global") +
+                                       ", not " + type_word);
+      if (decl.control(c.parameter) || (global && !decl.description.empty()))
+        lex_.fail(c.line, "\"" + c.parameter + "\" has two controls");
+      lex_.expect_punct('(');
+      if (!lex_.accept_punct(')')) {
+        do control_attribute(c, field);
+        while (lex_.accept_punct(','));
+        lex_.expect_punct(')');
+      }
+      if (global) decl.description = c.description;
+      else decl.controls.push_back(std::move(c));
+    }
+  }
+
+  void control_attribute(Control &c, const Field *field) {
+    const Token key = lex_.peek();
+    const std::string name = lex_.expect_string("a control attribute in quotes");
+    const auto number = [&](std::string_view what) {
+      const Token t = lex_.peek();
+      const std::string text = lex_.expect_number(what);
+      try {
+        return parse_scalar(text);
+      } catch (const Error &e) {
+        lex_.fail(t.line, e.what());
+      }
+    };
+    if (name == "description") {
+      c.description = lex_.expect_string("the description in quotes");
+    } else if (name == "range") {
+      c.minimum = number("the range's minimum");
+      c.maximum = number("the range's maximum");
+      if (*c.minimum > *c.maximum) lex_.fail(key.line, "the range of \"" + c.parameter + "\" is empty");
+    } else if (name == "item") {
+      if (!field || field->type.kind != Kind::Integer)
+        lex_.fail(key.line, "only an integer parameter has items, not \"" + c.parameter + "\"");
+      EnumValue v;
+      const Token t = lex_.peek();
+      v.value = parse_integer(lex_.expect_number("the item's integer value"));
+      for (const EnumValue &other : c.values)
+        if (other.value == v.value) lex_.fail(t.line, "\"" + c.parameter + "\" lists " + t.text + " twice");
+      v.meaning = lex_.expect_string("the item's meaning in quotes");
+      if (lex_.peek().kind == Token::Kind::String) v.name = lex_.next().text;
+      c.values.push_back(std::move(v));
+    } else {
+      while (!lex_.at_punct(',') && !lex_.at_punct(')')) {
+        if (lex_.peek().kind == Token::Kind::End) lex_.fail_expected("')' closing the control");
+        lex_.next();
+      }
+    }
   }
 
   // The body of a phenomenon: its shaders, then `root = "name"`. Parameter
@@ -175,6 +287,7 @@ class DeclarationParser {
 
   // type := simple | tag | "color texture" | struct { fields } | array type
   Type type(bool in_result, bool *body_after_name = nullptr) {
+    const Lexer::Nested level = lex_.nest("types");
     Type t;
     const Token &tok = lex_.peek();
     if (tok.kind != Token::Kind::Word) lex_.fail_expected("a type");

@@ -69,8 +69,35 @@ struct Phenomenon {
   int root_line = 0;
 };
 
+// What a declaration tells a person about one parameter (the file's `gui`
+// block): a line of description and, where the parameter is bounded, the
+// values it takes or the range it lies in. A renderer that reads the file
+// skips all of it; nothing here changes a layout.
+struct EnumValue {
+  int value = 0;
+  std::string meaning;  // may be empty
+  std::string name;     // a short name a user may type instead of the number; may be empty
+};
+
+struct Control {
+  std::string parameter;
+  std::string description;
+  std::vector<EnumValue> values;       // non-empty: the parameter takes only these
+  std::optional<double> minimum, maximum;
+  int line = 0;
+
+  // Whether `value` is one the control allows (any value when it sets no bounds).
+  bool allows(double value) const;
+  // "0 to 7", "one of 0, 2, 5", or empty when unbounded.
+  std::string bounds() const;
+  // The value of a short name, or nothing.
+  std::optional<int> value_named(std::string_view name) const;
+};
+
 struct ShaderDeclaration {
   std::string name;
+  std::string description;        // the gui block's "Global" line
+  std::vector<Control> controls;  // in the order the gui block gives them
   Type result;
   Type parameters;  // a struct: the parameter record
   int version = 0;
@@ -79,6 +106,7 @@ struct ShaderDeclaration {
   std::shared_ptr<const Phenomenon> phenomenon;  // set for a phenomenon
 
   const Field *parameter(std::string_view name) const;
+  const Control *control(std::string_view parameter) const;
 };
 
 // Offset of an array's element storage relative to the array field.

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <filesystem>
 #include <new>
+#include <utility>
 
 #include "platform.h"
 #include "scene.h"
@@ -158,6 +159,7 @@ void Renderer::reset() {
   {
     std::lock_guard lock(message_mutex_);
     messages_.clear();
+    notes_.clear();
   }
   scene_ = default_scene();
   next_tag_ = 1;
@@ -366,10 +368,29 @@ void Renderer::build_block(Instance &inst, const std::vector<Assignment> &assign
     } else {
       if (!type->is_scalar_like())
         throw Error(where(a) + ": a " + type->name() + " takes its values field by field");
+      // A top-level parameter with declared values may be given a value's
+      // short name, and is checked against its values or range.
+      const Control *control = path.fields.empty() && !path.index ? decl.control(path.name) : nullptr;
+      std::vector<std::string> words = a.words;
+      if (control && words.size() == 1)
+        if (const std::optional<int> named = control->value_named(words.front())) words.front() = std::to_string(*named);
       try {
-        encode_value(*type, a.words, block + offset);
+        encode_value(*type, words, block + offset);
       } catch (const Error &e) {
         throw Error(where(a) + ": " + e.what());
+      }
+      if (control && (type->kind == Kind::Integer || type->kind == Kind::Scalar)) {
+        float value;
+        if (type->kind == Kind::Integer) {
+          miInteger i;
+          std::memcpy(&i, block + offset, sizeof i);
+          value = static_cast<float>(i);
+        } else {
+          std::memcpy(&value, block + offset, sizeof value);
+        }
+        if (!control->allows(value))
+          note(where(a) + ": " + words.front() + " is " +
+               (control->values.empty() ? "outside its range (" : "not one of its values (") + control->bounds() + ")");
       }
     }
   }
@@ -557,6 +578,38 @@ std::vector<CallResult> Renderer::run(miTag tag, const std::vector<int> &rays) {
   exit_all(exit_state.state);  // and every other instance still initialised, as at the end of a render
   exit_shaders(exit_state.state);
   return calls;
+}
+
+// ---------------------------------------------------------------- notes
+
+const Control *Renderer::control(const Function &fn, std::string_view parameter) const {
+  if (const Control *own = fn.decl.control(parameter)) return own;
+  if (!fn.decl.phenomenon) return nullptr;
+  // `"inner" = interface "parameter"` at the top of a shader's parameter list.
+  for (const PhenomenonShader &shader : fn.decl.phenomenon->shaders) {
+    const std::vector<Token> &t = shader.parameters;
+    int depth = 0;
+    for (std::size_t i = 0; i + 3 < t.size(); ++i) {
+      if (t[i].kind == Token::Kind::Punct) depth += t[i].text == "(" || t[i].text == "{" || t[i].text == "[" ? 1
+                                                 : t[i].text == ")" || t[i].text == "}" || t[i].text == "]" ? -1 : 0;
+      if (depth == 1 && t[i].kind == Token::Kind::String && t[i + 1].text == "=" && t[i + 2].text == "interface" &&
+          t[i + 3].text == parameter) {
+        const Function *inner = function(shader.shader);
+        if (inner && inner != &fn) return control(*inner, t[i].text);
+      }
+    }
+  }
+  return nullptr;
+}
+
+void Renderer::note(std::string text) {
+  std::lock_guard lock(message_mutex_);
+  notes_.push_back(std::move(text));
+}
+
+std::vector<std::string> Renderer::take_notes() {
+  std::lock_guard lock(message_mutex_);
+  return std::exchange(notes_, {});
 }
 
 // ---------------------------------------------------------------- memory

@@ -195,6 +195,14 @@ class Renderer {
   std::vector<Message> messages() const;
   void set_echo_messages(bool echo) { echo_messages_ = echo; }
 
+  // --- notes for the user: values outside what a declaration allows. The
+  // library computes with them all the same; the tools decide what to say.
+  void note(std::string text);
+  std::vector<std::string> take_notes();
+  // The control of a parameter: the declaration's own, or for a phenomenon's
+  // parameter, that of the parameter it hands its value to (`interface`).
+  const Control *control(const Function &fn, std::string_view parameter) const;
+
   // --- host application side
   void set_scene(const SceneData &scene) { scene_ = scene; }
   void clear_scene() { scene_.reset(); }
@@ -235,6 +243,7 @@ class Renderer {
 
   mutable std::mutex message_mutex_;
   std::vector<Message> messages_;
+  std::vector<std::string> notes_;
   bool echo_messages_ = false;
 
   std::optional<SceneData> scene_;

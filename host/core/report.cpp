@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cmath>
 #include <cstring>
+#include <functional>
 
 #include "values.h"
 
@@ -55,24 +56,58 @@ std::string default_text(const Field &f) {
   return out;
 }
 
-void field_lines(std::string &out, const Type &record, const std::string &indent) {
+using ControlOf = std::function<const Control *(std::string_view)>;
+
+std::string number_text(double v) { return format_scalar(static_cast<float>(v)); }
+
+// One line a field, with what the declarations tell a person about it: its
+// description, range or values (one line each).
+void field_lines(std::string &out, const Type &record, const std::string &indent, const ControlOf &control = {}) {
   for (const Field &f : record.fields) {
     out += indent + f.type.name() + " " + f.name;
     if (!f.default_words.empty()) out += " = " + default_text(f);
+    const Control *c = control ? control(f.name) : nullptr;
+    if (c && !c->description.empty()) out += ": " + c->description;
+    if (c && c->values.empty() && !c->bounds().empty()) out += " (" + c->bounds() + ")";
     out += "\n";
+    if (c)
+      for (const EnumValue &v : c->values)
+        out += indent + "    " + std::to_string(v.value) + (v.name.empty() ? "" : " " + v.name) +
+               (v.meaning.empty() ? "" : ": " + v.meaning) + "\n";
     const Type *inner = f.type.kind == Kind::Array ? f.type.element.get() : &f.type;
     if (inner->kind == Kind::Struct) field_lines(out, *inner, indent + "    ");
   }
 }
 
+// `, "description": ..., "values": [...], "range": [min, max]` as far as the control says.
+std::string control_json(const Control *c) {
+  if (!c) return {};
+  std::string out;
+  if (!c->description.empty()) out += ", \"description\": " + json_string(c->description);
+  if (!c->values.empty()) {
+    out += ", \"values\": [";
+    for (std::size_t i = 0; i < c->values.size(); ++i) {
+      const EnumValue &v = c->values[i];
+      out += std::string(i ? ", " : "") + "{\"value\": " + std::to_string(v.value) +
+             ", \"meaning\": " + json_string(v.meaning) + (v.name.empty() ? "" : ", \"name\": " + json_string(v.name)) + "}";
+    }
+    out += "]";
+  }
+  if (c->minimum || c->maximum)
+    out += ", \"range\": [" + (c->minimum ? number_text(*c->minimum) : "null") + ", " +
+           (c->maximum ? number_text(*c->maximum) : "null") + "]";
+  return out;
+}
+
 std::string type_json(const Type &type);
 
-std::string fields_json(const Type &record, bool with_defaults) {
+std::string fields_json(const Type &record, bool with_defaults, const ControlOf &control = {}) {
   std::string out = "[";
   bool first = true;
   for (const Field &f : record.fields) {
     out += std::string(first ? "" : ", ") + "{\"name\": " + json_string(f.name) + ", \"type\": " + type_json(f.type);
     if (with_defaults && !f.default_words.empty()) out += ", \"default\": " + json_string(default_text(f));
+    if (control) out += control_json(control(f.name));
     out += "}";
     first = false;
   }
@@ -128,6 +163,14 @@ std::string json_value(const Type &type, const std::byte *value) {
   return "null";
 }
 
+namespace {
+
+ControlOf controls_of(const Function &fn) {
+  return [&fn](std::string_view parameter) { return Renderer::get().control(fn, parameter); };
+}
+
+}  // namespace
+
 std::string declarations_text(const std::vector<const Function *> &functions) {
   std::string out;
   for (const Function *fn : functions) {
@@ -139,8 +182,9 @@ std::string declarations_text(const std::vector<const Function *> &functions) {
     } else {
       out += d.name + (fn->main ? "" : "  (not exported)") + "\n";
     }
+    if (!d.description.empty()) out += "  " + d.description + "\n";
     out += "  parameters:" + std::string(d.parameters.fields.empty() ? " none" : "") + "\n";
-    field_lines(out, d.parameters, "    ");
+    field_lines(out, d.parameters, "    ", controls_of(*fn));
     out += "  result: " + d.result.name() + "\n";
     if (d.result.kind == Kind::Struct) field_lines(out, d.result, "    ");
   }
@@ -154,7 +198,8 @@ std::string declarations_json(const std::vector<const Function *> &functions) {
     const ShaderDeclaration &d = fn->decl;
     out += "  {\"name\": " + json_string(d.name) + ", \"exported\": " + (fn->main ? "true" : "false") +
            ", \"version\": " + std::to_string(d.version) +
-           ", \"parameters\": " + fields_json(d.parameters, true) + ", \"result\": " + type_json(d.result) +
+           (d.description.empty() ? "" : ", \"description\": " + json_string(d.description)) +
+           ", \"parameters\": " + fields_json(d.parameters, true, controls_of(*fn)) + ", \"result\": " + type_json(d.result) +
            phenomenon_json(d) + "}" +
            (i + 1 < functions.size() ? ",\n" : "\n");
   }

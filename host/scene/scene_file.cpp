@@ -61,8 +61,10 @@ struct CameraSettings {
 
 class SceneParser {
  public:
-  SceneParser(Renderer &renderer, LoadedScene &out, const std::vector<std::string> &search_path)
-      : renderer_(renderer), out_(out), search_path_(search_path) {}
+  SceneParser(Renderer &renderer, LoadedScene &out, const std::vector<std::string> &search_path,
+              const std::vector<Override> &overrides)
+      : renderer_(renderer), out_(out), search_path_(search_path), overrides_(overrides),
+        overridden_(overrides.size(), false) {}
 
   void parse(std::string_view text, const std::string &file, int depth) {
     Lexer lex(text, file);
@@ -73,6 +75,13 @@ class SceneParser {
     lex_ = outer;
   }
 
+  // Raises Error for an override whose instance the scene never made.
+  void check_overrides() const {
+    for (std::size_t i = 0; i < overrides_.size(); ++i)
+      if (!overridden_[i])
+        throw OverrideError("--set " + overrides_[i].text + ": the scene has no shader instance \"" +
+                    overrides_[i].instance + "\"");
+  }
   void finish() {
     Camera &camera = out_.scene->camera;
     if (!settings_.aspect_given)
@@ -397,9 +406,27 @@ class SceneParser {
     const Function *fn = renderer_.function(decl_name);
     if (!fn)
       lex().fail(decl_line, "unknown shader \"" + decl_name + "\" (is its declarations file included?)");
-    const std::vector<Assignment> assignments = parameters(fn->decl);
+    std::vector<Assignment> assignments = parameters(fn->decl);
+    override_values(name, fn->decl, assignments);
     return make(name, fn->decl, assignments, line);
   }
+
+  // The overrides of instance `name` replace what the file gave the same path.
+  void override_values(const std::string &name, const ShaderDeclaration &decl, std::vector<Assignment> &assignments) {
+    for (std::size_t i = 0; i < overrides_.size(); ++i) {
+      const Override &o = overrides_[i];
+      if (o.instance != name) continue;
+      const std::string parameter = o.path.substr(0, o.path.find_first_of(".["));
+      if (!decl.parameter(parameter))
+        throw OverrideError("--set " + o.text + ": shader instance \"" + name + "\" (" + decl.name +
+                    ") has no parameter \"" + parameter + "\"");
+      std::erase_if(assignments, [&](const Assignment &a) { return a.path == o.path; });
+      assignments.push_back({o.path, o.words, 0, {}});
+      overridden_[i] = true;
+    }
+  }
+
+
 
   // ( "parameter" value, ... ) of a shader declared as `decl`.
   std::vector<Assignment> parameters(const ShaderDeclaration &decl) {
@@ -709,6 +736,8 @@ class SceneParser {
   Renderer &renderer_;
   LoadedScene &out_;
   const std::vector<std::string> &search_path_;
+  const std::vector<Override> &overrides_;
+  std::vector<bool> overridden_;
   Lexer *lex_ = nullptr;
   int depth_ = 0;
   std::map<std::string, Named> named_;
@@ -721,17 +750,20 @@ class SceneParser {
 
 }  // namespace
 
-LoadedScene parse_scene(std::string_view text, const std::string &file, const std::vector<std::string> &search_path) {
+LoadedScene parse_scene(std::string_view text, const std::string &file, const std::vector<std::string> &search_path,
+                        const std::vector<Override> &overrides) {
   LoadedScene out;
   out.scene = std::make_shared<Scene>();
-  SceneParser parser(Renderer::get(), out, search_path);
+  SceneParser parser(Renderer::get(), out, search_path, overrides);
   parser.parse(text, file, 0);
+  parser.check_overrides();
   parser.finish();
   return out;
 }
 
-LoadedScene load_scene(const std::string &path, const std::vector<std::string> &search_path) {
-  return parse_scene(read_file(path), path, search_path);
+LoadedScene load_scene(const std::string &path, const std::vector<std::string> &search_path,
+                       const std::vector<Override> &overrides) {
+  return parse_scene(read_file(path), path, search_path, overrides);
 }
 
 }  // namespace tavo::host

@@ -51,7 +51,7 @@ TEST(TavoEvalFile, EvaluatesANetworkOfHelperShadersAtAPixel) {
             "  \"hit\": {\"object\": \"ground\", \"point\": [-0.980892718, 0, 2.3292098], \"normal\": [0, 1, 0], "
             "\"texture\": [0.377388418, 0.208848804, 0]},\n"
             "  \"calls\": [\n"
-            "    {\"ray\": 0, \"returned\": true, \"result\": [0.200000003, 0.25, 0.300000012, 1]}\n"
+            "    {\"ray\": 0, \"ray_name\": \"eye\", \"returned\": true, \"result\": [0.200000003, 0.25, 0.300000012, 1]}\n"
             "  ],\n"
             "  \"messages\": [],\n"
             "  \"leaked_bytes\": 0\n"
@@ -63,7 +63,7 @@ TEST(TavoEvalFile, MaterialsTexturesAndTheEnvironmentAnswerToo) {
   const ToolRun crate = tavo("eval --file " + kExample + " crate_shader --pixel 240,130 --ray eye --ray reflection");
   ASSERT_EQ(crate.status, 0) << crate.err;
   EXPECT_NE(crate.out.find("\"hit\": {\"object\": \"crate\""), std::string::npos) << crate.out;
-  EXPECT_NE(crate.out.find("{\"ray\": 2, \"returned\": true"), std::string::npos) << crate.out;
+  EXPECT_NE(crate.out.find("{\"ray\": 2, \"ray_name\": \"reflection\", \"returned\": true"), std::string::npos) << crate.out;
   // the centre pixel by default; the sky's colour wherever it is evaluated
   const ToolRun sky = tavo("eval --file " + kExample + " sky");
   ASSERT_EQ(sky.status, 0) << sky.err;
