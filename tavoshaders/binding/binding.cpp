@@ -9,7 +9,7 @@
 extern "C" {
 // Constant-initialised to null, so every entry starts unresolved even for a
 // call made before the library's constructors have run.
-TAVO_BINDING_HIDDEN std::atomic<void *> tavo_binding_slots[TAVO_SLOT_COUNT];
+TAVO_INTERNAL std::atomic<void *> tavo_binding_slots[TAVO_SLOT_COUNT];
 }
 
 namespace {
@@ -30,7 +30,7 @@ TAVO_EXPORT void miSetModuleHandle(void *handle)
         slot.store(nullptr, std::memory_order_relaxed);
 }
 
-extern "C" TAVO_BINDING_HIDDEN void *tavo_binding_resolve(unsigned slot)
+extern "C" TAVO_INTERNAL void *tavo_binding_resolve(unsigned slot)
 {
     if (slot >= TAVO_SLOT_COUNT)
         return nullptr;

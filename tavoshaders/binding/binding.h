@@ -5,13 +5,10 @@
 #ifndef TAVO_BINDING_BINDING_H
 #define TAVO_BINDING_BINDING_H
 
+#include "frame/export.h"
+
 #include <atomic>
 #include <cstddef>
-
-#define TAVO_BINDING_HIDDEN __attribute__((visibility("hidden")))
-#ifndef TAVO_EXPORT
-#define TAVO_EXPORT extern "C" __attribute__((visibility("default")))
-#endif
 
 enum TavoSlot : unsigned {
 #define TAVO_ENTRY(name) tavo_slot_##name,
@@ -44,12 +41,12 @@ static_assert(alignof(std::atomic<void *>) == alignof(void *), "slot is aligned 
 
 extern "C" {
 // Read by thunks.S under these exact names.
-extern TAVO_BINDING_HIDDEN std::atomic<void *> tavo_binding_slots[TAVO_SLOT_COUNT];
+extern TAVO_INTERNAL std::atomic<void *> tavo_binding_slots[TAVO_SLOT_COUNT];
 
 // Looks the slot's name up in the current module, stores the result (null
 // included) in the slot and returns it; writes the two diagnostics to stderr
 // when there is no handle or no such name.
-TAVO_BINDING_HIDDEN void *tavo_binding_resolve(unsigned slot);
+TAVO_INTERNAL void *tavo_binding_resolve(unsigned slot);
 }
 
 // Gives the renderer module whose functions the entries forward to and clears

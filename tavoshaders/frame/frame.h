@@ -6,9 +6,8 @@
 
 #include <string.h>
 
+#include "export.h"
 #include "renderer.h"
-
-#define TAVO_EXPORT extern "C" __attribute__((visibility("default")))
 
 // Declares the three entries of a shader that keeps instance data.
 #define TAVO_SHADER_ENTRIES(name, Result, Params)                                \

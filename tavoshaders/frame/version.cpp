@@ -6,4 +6,3 @@ extern "C" int tavo::tavo_shader_version(void) { return 1; }
 #define TAVO_SHADER(name) \
   TAVO_EXPORT int name##_version(void) __attribute__((alias("tavo_shader_version")));
 #include "shaders.def"
-#undef TAVO_SHADER
