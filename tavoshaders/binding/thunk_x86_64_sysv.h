@@ -6,13 +6,10 @@
  *   TAVO_HIDDEN_THUNK(name)   entry kept out of the export table
  *   TAVO_NO_THUNK(name)       entry written in C++: takes its slot, emits no code
  *
- * An entry knows nothing of its signature. Resolved, it costs one load, one
- * test and one jump, leaving every argument register, %al (the vector
- * register count of variadic calls) and the stack arguments as the caller set
- * them. Unresolved, it hands its slot index in %r11 to one shared first-call
- * path, which saves the argument registers around the C++ resolver and then
- * jumps on. %r11 is the scratch register throughout: the ABI gives it no role
- * at a call boundary, unlike %rax and %r10. */
+ * An entry knows nothing of its signature (thunk_x86_64.h). The resolved path
+ * leaves %al, the vector register count of variadic calls, as the caller set
+ * it; the first-call path saves the argument registers and %rax around the
+ * C++ resolver and then jumps on. */
 
 #if defined(__CET__)
 #include <cet.h>
@@ -21,8 +18,7 @@
 #define _CET_ENDBR
 #endif
 
-/* Slot index of the next entry of the list, counted as the list is expanded. */
-.set .Ltavo_next_slot, 0
+#include "thunk_x86_64.h"
 
 .macro tavo_thunk_body name
 	.p2align 4
@@ -30,16 +26,10 @@
 \name:
 	.cfi_startproc
 	_CET_ENDBR
-	movq tavo_binding_slots + 8 * .Ltavo_next_slot(%rip), %r11
-	testq %r11, %r11
-	jz 1f
-	jmp *%r11
-1:
-	movl $.Ltavo_next_slot, %r11d
-	jmp tavo_binding_first_call
+	tavo_thunk_code
 	.cfi_endproc
 	.size \name, . - \name
-	.set .Ltavo_next_slot, .Ltavo_next_slot + 1
+	tavo_next_slot
 .endm
 
 .macro tavo_thunk_exported name
@@ -51,10 +41,6 @@
 	.globl \name
 	.hidden \name
 	tavo_thunk_body \name
-.endm
-
-.macro tavo_slot_only
-	.set .Ltavo_next_slot, .Ltavo_next_slot + 1
 .endm
 
 /* First call of an entry whose slot is empty; %r11 holds the slot index, the
@@ -131,5 +117,5 @@ tavo_binding_first_call:
 #define TAVO_THUNKS_BEGIN tavo_first_call_path
 #define TAVO_THUNK(name) tavo_thunk_exported name
 #define TAVO_HIDDEN_THUNK(name) tavo_thunk_hidden name
-#define TAVO_NO_THUNK(name) tavo_slot_only
+#define TAVO_NO_THUNK(name) tavo_next_slot
 #define TAVO_THUNKS_END .section .note.GNU-stack, "", @progbits

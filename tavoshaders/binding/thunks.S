@@ -2,7 +2,9 @@
  * order, so that each thunk's slot index is its line's position. The code of
  * a thunk depends on the calling convention and comes from the platform file. */
 
-#if defined(__x86_64__) && !defined(_WIN32)
+#if defined(__x86_64__) && defined(_WIN32)
+#include "thunk_x86_64_win64.h"
+#elif defined(__x86_64__)
 #include "thunk_x86_64_sysv.h"
 #else
 #error "no forwarding thunks for this platform yet: add a thunk_<platform>.h beside thunk_x86_64_sysv.h"
