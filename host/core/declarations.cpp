@@ -287,7 +287,6 @@ class DeclarationParser {
 
   // type := simple | tag | "color texture" | struct { fields } | array type
   Type type(bool in_result, bool *body_after_name = nullptr) {
-    const Lexer::Nested level = lex_.nest("types");
     Type t;
     const Token &tok = lex_.peek();
     if (tok.kind != Token::Kind::Word) lex_.fail_expected("a type");
@@ -315,6 +314,7 @@ class DeclarationParser {
     } else if (word == "array") {
       if (in_result) lex_.fail(tok.line, "a result cannot hold an array");
       t.kind = Kind::Array;
+      const Lexer::Nested level = lex_.nest("types");
       Type element = type(false, body_after_name);
       if (element.kind == Kind::Array) lex_.fail(tok.line, "arrays of arrays are not supported");
       t.element = std::make_shared<const Type>(std::move(element));
@@ -325,6 +325,7 @@ class DeclarationParser {
   }
 
   void fields(Type &record, char close, bool allow_defaults, bool allow_arrays) {
+    const Lexer::Nested level = lex_.nest("types");
     std::set<std::string> names;
     if (!lex_.accept_punct(close)) {
       do {

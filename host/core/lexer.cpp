@@ -20,6 +20,13 @@ void Lexer::fail_expected(std::string_view what) const {
   fail(current_.line, "expected " + std::string(what) + ", found " + describe(current_));
 }
 
+Lexer::Nested Lexer::nest(std::string_view what) {
+  if (depth_ >= kMaxNesting)
+    fail(current_.line, std::string(what) + " nest more than " + std::to_string(kMaxNesting) + " deep");
+  ++depth_;
+  return Nested(*this);
+}
+
 Lexer::Lexer(const std::vector<Token> &tokens, std::string file) : file_(std::move(file)), replay_(&tokens) {
   advance();
 }

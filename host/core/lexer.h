@@ -10,6 +10,10 @@
 
 namespace tavo::host {
 
+// How deep any construct of a file may nest (types in types, values in
+// values): the parsers recurse, and hostile input must not exhaust the stack.
+inline constexpr int kMaxNesting = 64;
+
 class Lexer {
  public:
   Lexer(std::string_view text, std::string file) : text_(text), file_(std::move(file)) { advance(); }
@@ -34,6 +38,19 @@ class Lexer {
   [[noreturn]] void fail(int line, const std::string &message) const;
   const std::string &file() const { return file_; }
 
+  // One more level of `what` nesting, held while the guard lives; past
+  // kMaxNesting it raises Error "file:line: <what> nest more than 64 deep".
+  class Nested {
+   public:
+    explicit Nested(Lexer &lex) : lex_(lex) {}
+    Nested(const Nested &) = delete;
+    ~Nested() { --lex_.depth_; }
+
+   private:
+    Lexer &lex_;
+  };
+  [[nodiscard]] Nested nest(std::string_view what);
+
  private:
   void advance();
   std::string_view text_;
@@ -43,6 +60,7 @@ class Lexer {
   Token current_;
   const std::vector<Token> *replay_ = nullptr;
   std::size_t replayed_ = 0;
+  int depth_ = 0;
 };
 
 std::string describe(const Token &token);
