@@ -93,6 +93,51 @@ TEST(TavoEval, MistakesGetOneLineNamingTheWordAndStatusTwo) {
   }
 }
 
+TEST(TavoEval, ValuesOutsideTheDeclaredOnesWarnOrWithStrictFail) {
+  const ToolRun warned = tavo("eval tavo_Shd_Metal_spider type=99 patina=1.5");
+  EXPECT_EQ(warned.status, 0);
+  EXPECT_EQ(warned.err,
+            "tavo: warning: parameter 'type' of tavo_Shd_Metal_spider: 99 is not one of its values (0 to 7)\n"
+            "tavo: warning: parameter 'patina' of tavo_Shd_Metal_spider: 1.5 is outside its range (0 to 1)\n");
+  // The library is silent about an unlisted type: the record stays as cleared.
+  EXPECT_NE(warned.out.find("\"metal_a\": 0, "), std::string::npos);
+  const ToolRun strict = tavo("eval tavo_Shd_Metal_spider type=99 --strict");
+  EXPECT_EQ(strict.status, 2);
+  EXPECT_EQ(strict.out, "");
+  // A value's short name stands for its number.
+  EXPECT_EQ(tavo("eval tavo_Shd_Ceramic_spider finish=dullest").out, tavo("eval tavo_Shd_Ceramic_spider finish=2").out);
+}
+
+TEST(TavoEval, TheCallersStateReachesTheShader) {
+  const std::string shader = "eval tavo_environment use_background_color=1 background_color=1,0,0,1";
+  EXPECT_NE(tavo(shader).out.find("\"returned\": true, \"result\": [1, 0, 0, 1]"), std::string::npos);
+  // below a reflection the background is not what the camera sees
+  EXPECT_NE(tavo(shader + " --state reflection_level=1").out.find("\"returned\": false"), std::string::npos);
+}
+
+TEST(TavoList, ShowsOneShaderWithItsValuesAndRanges) {
+  const ToolRun r = tavo("list tavo_Shd_Metal_spider");
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(r.out.rfind("tavo_Shd_Metal_spider\n  ", 0), 0u) << r.out;
+  EXPECT_NE(r.out.find("\n        3: row 3 of the type table, red-brown; takes a patina\n"), std::string::npos);
+  EXPECT_NE(r.out.find("\n    scalar patina: patina amount for types 3 and 5: 0 none, 1 full (0 to 1)\n"),
+            std::string::npos);
+  EXPECT_EQ(r.out.find("tavo_Shd_Mirror_spider"), std::string::npos);
+  const ToolRun json = tavo("list --json tavo_Mtl_Metal");
+  // a phenomenon's parameter shows the values of the converter parameter it is wired to
+  EXPECT_NE(json.out.find("{\"value\": 5, \"meaning\": \"row 5 of the type table, dark brown; takes a patina\"}"),
+            std::string::npos) << json.out;
+  EXPECT_NE(json.out.find("\"range\": [0, 1]"), std::string::npos);
+  EXPECT_EQ(tavo("list tavo_nothing").err, "tavo: unknown shader 'tavo_nothing'\n");
+}
+
+TEST(Tavo, SaysItsVersionAndListsTheCommandsForAnUnknownOne) {
+  EXPECT_EQ(tavo("--version").out, "tavo 1.0\n");
+  const ToolRun r = tavo("evaluate tavo_decal");
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.err, "tavo: unknown command 'evaluate' (commands: list, eval, render)\n");
+}
+
 TEST(TavoEval, ADeclaredShaderTheLibraryDoesNotExportIsRefused) {
   const ToolRun r = tavo(std::string("--library ") + TAVO_TEST_SHADERS + " eval test_not_exported");
   EXPECT_EQ(r.status, 1);
@@ -168,7 +213,8 @@ TEST(TavoEvalBatch, ReadsStandardInputAndRefusesAMissingFile) {
 TEST(TavoList, ShowsEveryDeclaredShader) {
   const ToolRun text = tavo("list");
   EXPECT_EQ(text.status, 0);
-  EXPECT_NE(text.out.find("tavo_scale_meters_to_internal\n  parameters:\n    scalar value\n  result: scalar\n"),
+  EXPECT_NE(text.out.find("tavo_scale_meters_to_internal\n  Converts a length in metres into scene units\n"
+                          "  parameters:\n    scalar value: length in metres\n  result: scalar\n"),
             std::string::npos);
   const ToolRun json = tavo("list --json");
   EXPECT_EQ(json.status, 0);
@@ -178,14 +224,16 @@ TEST(TavoList, ShowsEveryDeclaredShader) {
     ++shaders;
   EXPECT_EQ(shaders, 50u);  // 35 shaders and 15 material phenomena
   EXPECT_NE(text.out.find("tavo_Mtl_Mirror  (phenomenon: values = tavo_Shd_Mirror_spider, surface = "
-                          "tavo_host_layered, root surface)\n  parameters:\n    boolean custom_map_on\n"),
+                          "tavo_host_layered, root surface)\n  parameters:\n    boolean custom_map_on: pass custom_map through"),
             std::string::npos);
   EXPECT_NE(json.out.find("\"result\": \"color\", \"phenomenon\": {\"shaders\": [{\"name\": \"values\", "
                           "\"shader\": \"tavo_Shd_Mirror_spider\"}, {\"name\": \"surface\", \"shader\": "
                           "\"tavo_host_layered\"}], \"root\": \"surface\"}}"),
             std::string::npos);
   EXPECT_NE(json.out.find("{\"name\": \"tavo_scale_internal_to_meters\", \"exported\": true, \"version\": 1, "
-                          "\"parameters\": [{\"name\": \"value\", \"type\": \"scalar\"}], \"result\": \"scalar\"}"),
+                          "\"description\": \"Converts a length in scene units into metres\", \"parameters\": "
+                          "[{\"name\": \"value\", \"type\": \"scalar\", \"description\": \"length in scene units\"}], "
+                          "\"result\": \"scalar\"}"),
             std::string::npos);
 }
 

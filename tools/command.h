@@ -33,6 +33,8 @@ struct EvalOptions {
   std::string pixel;
   bool strict = false;
   std::vector<std::string> sets;  // --set INSTANCE.PARAM=VALUE, with --file
+  std::vector<std::string> states;  // --state FIELD=N
+  std::string argument;             // --argument mesh=V,T
 };
 
 // The options of one evaluation, as `tavo eval` and each line of a batch take them.

@@ -13,6 +13,7 @@
 #include "report.h"
 #include "scene.h"
 #include "scene_file.h"
+#include "host_operations.h"
 #include "values.h"
 
 namespace fs = std::filesystem;
@@ -86,6 +87,44 @@ std::string calls_json(const Type &result, const std::vector<CallResult> &calls)
   return out + "  ]";
 }
 
+// The caller's side of each call: --state fields and --argument. The mesh
+// lives as long as the setup that points at it.
+struct Caller {
+  CallSetup setup;
+  std::vector<miVector> vertices;
+  std::vector<miInteger> triangles;
+  MeshRecord mesh{};
+};
+
+void set_up_caller(const EvalOptions &options, Caller &caller) {
+  for (const std::string &text : options.states) {
+    const auto [name, value] = split_assignment(text, "FIELD");
+    int *field = name == "reflection_level" ? &caller.setup.reflection_level
+               : name == "refraction_level" ? &caller.setup.refraction_level
+               : nullptr;
+    if (!field) throw UsageError("unknown state field '" + name + "' (reflection_level, refraction_level)");
+    try {
+      *field = parse_integer(value);
+    } catch (const Error &e) {
+      throw UsageError("state field '" + name + "': " + e.what());
+    }
+  }
+  if (options.argument.empty()) return;
+  const std::vector<std::string> counts =
+      options.argument.rfind("mesh=", 0) == 0 ? split_words(options.argument.substr(5), ',') : std::vector<std::string>{};
+  try {
+    if (counts.size() != 2) throw Error("");
+    const int v = parse_integer(counts[0]), t = parse_integer(counts[1]);
+    if (v < 0 || t < 0 || v > 1 << 20 || t > 1 << 20) throw Error("");
+    caller.vertices.assign(static_cast<std::size_t>(v), miVector{0, 0, 0});
+    caller.triangles.assign(3 * static_cast<std::size_t>(t), 0);
+    caller.mesh = {caller.vertices.data(), v, caller.triangles.data(), t};
+  } catch (const Error &) {
+    throw UsageError("expected --argument mesh=V,T with two counts from 0 to 1048576, found '" + options.argument + "'");
+  }
+  caller.setup.argument = &caller.mesh;
+}
+
 std::vector<int> ray_codes(const std::vector<std::string> &words) {
   std::vector<int> rays;
   for (const std::string &word : words) rays.push_back(ray_code(word));
@@ -133,7 +172,9 @@ std::string evaluate_in_scene(const EvalOptions &options, const fs::path &librar
                        std::to_string(image.y_resolution) + " image");
   }
 
-  const PixelEvaluation at = evaluate_at_pixel(*loaded.scene, loaded.instances, tag, x, y, rays);
+  Caller caller;
+  set_up_caller(options, caller);
+  const PixelEvaluation at = evaluate_at_pixel(*loaded.scene, loaded.instances, tag, x, y, rays, caller.setup);
   const Function &fn = *renderer.instance(tag)->shader;
   std::string out = "{\n  \"shader\": " + json_string(fn.decl.name) + ",\n  \"instance\": " +
                     json_string(options.shader) + ",\n  \"pixel\": [" + std::to_string(x) + ", " + std::to_string(y) +
@@ -174,7 +215,9 @@ std::string evaluate_shader(const EvalOptions &options) {
     throw UsageError(e.what());
   }
   report_notes(options.strict);
-  const std::vector<CallResult> calls = renderer.run(tag, rays);
+  Caller caller;
+  set_up_caller(options, caller);
+  const std::vector<CallResult> calls = renderer.run(tag, rays, caller.setup);
 
   std::string out = "{\n  \"shader\": " + json_string(options.shader) + ",\n  \"calls\": " +
                     calls_json(fn->decl.result, calls) + ",\n  \"messages\": " + messages_json(renderer.messages()) +
@@ -265,6 +308,10 @@ void add_eval_options(CLI::App &app, EvalOptions &eval) {
   app.add_option("--ray", eval.rays, "one evaluation per ray type: eye, shadow, reflection, refraction or a code");
   app.add_option("--set", eval.sets, "with --file: INSTANCE.PARAM=VALUE, a value the scene's instance gets "
                                       "as if its file gave it (repeatable)");
+  app.add_option("--state", eval.states, "what the shader's caller set: reflection_level=N or refraction_level=N "
+                                          "(repeatable)");
+  app.add_option("--argument", eval.argument, "mesh=V,T: call with a light-map mesh record of V vertices and "
+                                              "T triangles as the fourth argument");
   app.add_flag("--strict", eval.strict, "a value outside its declared values or range is an error, not a warning");
 }
 

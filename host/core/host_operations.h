@@ -14,6 +14,15 @@ extern "C" miBoolean tavo_host_direct_light(miColor *light, miState *state);
 
 namespace tavo::host {
 
+// The light-map mesh record the renderer hands a light-map shader as its
+// fourth argument in the mesh phase: an address, a count, an address, a count.
+struct MeshRecord {
+  void *vertex_data;
+  miInteger vertex_count;
+  void *triangles;
+  miInteger triangle_count;
+};
+
 // A number in [0, 1) that is a hash of the given integers (a pixel, a
 // sample, an index, ...).
 inline float hash01(std::initializer_list<int> values) {

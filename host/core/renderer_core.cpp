@@ -555,7 +555,7 @@ void Renderer::exit_shaders(miState &state) {
   }
 }
 
-std::vector<CallResult> Renderer::run(miTag tag, const std::vector<int> &rays) {
+std::vector<CallResult> Renderer::run(miTag tag, const std::vector<int> &rays, const CallSetup &setup) {
   Instance *inst = instance(tag);
   if (!inst) throw Error("no shader instance with tag " + std::to_string(tag));
   std::vector<CallResult> calls;
@@ -567,10 +567,11 @@ std::vector<CallResult> Renderer::run(miTag tag, const std::vector<int> &rays) {
   const std::size_t words = std::max<std::size_t>((inst->shader->decl.result.size() + 3) / 4, 4);
   for (const int ray : rays) {
     ShadingState shading(ray);
+    setup.apply(shading.state);
     CallResult call_result;
     call_result.ray = ray;
     call_result.result.assign(words, 0);
-    call_result.returned = call(tag, call_result.result.data(), shading.state);
+    call_result.returned = call(tag, call_result.result.data(), shading.state, setup.argument);
     calls.push_back(std::move(call_result));
   }
   ShadingState exit_state;

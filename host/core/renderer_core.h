@@ -117,6 +117,20 @@ struct ReleaseRecord {
   void *block = nullptr;
 };
 
+// What a shader sees from its caller beyond the ray type, for one evaluation:
+// how deep below reflections and refractions its state lies, and the fourth
+// argument that some shaders are called with (a light-map mesh record).
+struct CallSetup {
+  int reflection_level = 0;
+  int refraction_level = 0;
+  void *argument = nullptr;
+
+  void apply(miState &state) const {
+    state.reflection_level = reflection_level;
+    state.refraction_level = refraction_level;
+  }
+};
+
 struct CallResult {
   int ray = 0;
   miBoolean returned = miFALSE;
@@ -181,7 +195,7 @@ class Renderer {
   void exit_shaders(miState &state);                 // shader-level exits of every initialised shader
   // init, one evaluation per ray type, exit (of this instance and of every
   // other one still initialised, as at the end of a render): what `tavo eval` runs.
-  std::vector<CallResult> run(miTag tag, const std::vector<int> &rays);
+  std::vector<CallResult> run(miTag tag, const std::vector<int> &rays, const CallSetup &setup = {});
 
   // --- memory
   void *allocate(const char *file, int line, std::size_t size);

@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "frame/frame.h"
+#include "host_operations.h"
 
 extern "C" void mi_info(const char *format, ...);
 
@@ -25,13 +26,7 @@ struct LightmapParameters {
   miBoolean fail;
 };
 
-// The renderer's light-map mesh record: an address, a count, an address, a count.
-struct MeshRecord {
-  void *vertex_data;
-  miInteger vertex_count;
-  void *triangles;
-  miInteger triangle_count;
-};
+using tavo::host::MeshRecord;
 
 // Where a layer that moves the state's primitive leaves it.
 int g_moved_pri;

@@ -46,7 +46,7 @@ bool cast_eye_ray(ShadingState &shading, const Scene &scene, int x, int y, const
 }
 
 PixelEvaluation evaluate_at_pixel(const Scene &scene, const std::vector<miTag> &instances, miTag evaluated, int x,
-                                  int y, const std::vector<int> &rays) {
+                                  int y, const std::vector<int> &rays, const CallSetup &setup) {
   Renderer &renderer = Renderer::get();
   const Instance *inst = renderer.instance(evaluated);
   if (!inst) throw Error("no shader instance with tag " + std::to_string(evaluated));
@@ -78,10 +78,11 @@ PixelEvaluation evaluate_at_pixel(const Scene &scene, const std::vector<miTag> &
       out.texture_spaces = s.texture_spaces;
       out.texture = s.texture_spaces > 0 ? s.tex_list[0] : miVector{0, 0, 0};
     }
+    setup.apply(shading.state);
     CallResult call;
     call.ray = ray;
     call.result.assign(words, 0);
-    call.returned = renderer.call(evaluated, call.result.data(), shading.state);
+    call.returned = renderer.call(evaluated, call.result.data(), shading.state, setup.argument);
     shading.sample.end_sample();
     out.calls.push_back(std::move(call));
   }

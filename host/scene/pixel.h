@@ -41,6 +41,6 @@ struct PixelEvaluation {
 // evaluated, calls it once per ray type at the pixel's hit, then runs every
 // exit. Raises Error for a pixel outside the image.
 PixelEvaluation evaluate_at_pixel(const Scene &scene, const std::vector<miTag> &instances, miTag evaluated, int x,
-                                  int y, const std::vector<int> &rays);
+                                  int y, const std::vector<int> &rays, const CallSetup &setup = {});
 
 }  // namespace tavo::host

@@ -604,7 +604,13 @@ class SceneParser {
       return;
     }
     if (type.kind == Kind::Tag) {
-      const std::string name = lex().expect_string("the name of " + tag_kind_text(type) + " in quotes");
+      // No element at all: an empty slot of a tag array, or a tag left unset.
+      if (lex().accept_word("null") || (lex().peek().kind == Token::Kind::Number && lex().peek().text == "0")) {
+        if (lex().peek().kind == Token::Kind::Number) lex().next();
+        out.push_back({path, {"0"}, 0, {}});
+        return;
+      }
+      const std::string name = lex().expect_string("the name of " + tag_kind_text(type) + " in quotes, or null");
       const miTag tag = network_ ? network_shader(name, line) : tagged(type, name, line);
       out.push_back({path, {std::to_string(tag)}, 0, {}});
       return;

@@ -97,4 +97,58 @@ TEST(TavoEvalFile, MistakesAreNamed) {
   std::remove(bad.c_str());
 }
 
+// A scene of the tests' own, linking the built libraries by their full paths.
+std::string scene_file(const std::string &name, const std::string &text) {
+  const std::string path = ::testing::TempDir() + "tavo_scene_" + name + "_" + std::to_string(getpid()) + ".mi";
+  std::ofstream(path) << "link \"" TAVO_HELPERS "\"\n$include \"" TAVO_HELPER_DECLARATIONS "\"\n"
+                         "link \"" TAVO_LIBRARY "\"\n$include \"" TAVO_DECLARATIONS "\"\n"
+                      << text;
+  return path;
+}
+
+TEST(TavoEvalFile, CallerStateAndAFourthArgumentReachTheShader) {
+  const std::string scene = scene_file("caller", R"(
+shader "probe" "tavo_host_lightmap_probe" ( "value" 7, "label" 3 )
+shader "switcher" "tavo_Utility_LightmapSwitcher" ( "lightmap" "probe", "enable" on )
+shader "levels" "tavo_blurred_reflection_multiplier" ( "samples" 4 )
+)");
+  const ToolRun mesh = tavo("eval --file " + scene + " switcher --ray lightmap --argument mesh=3,1");
+  EXPECT_EQ(mesh.status, 0) << mesh.err;
+  EXPECT_NE(mesh.out.find("\"text\": \"lightmap 3: ray 22, mesh {"), std::string::npos) << mesh.out;
+  EXPECT_NE(mesh.out.find(", 3, "), std::string::npos) << mesh.out;
+  const ToolRun none = tavo("eval --file " + scene + " switcher --ray lightmap");
+  EXPECT_NE(none.out.find("lightmap->switcher->4th arg pointer is empty !!"), std::string::npos) << none.out;
+  EXPECT_EQ(tavo("eval --file " + scene + " switcher --argument mesh=3").status, 2);
+  EXPECT_EQ(tavo("eval --file " + scene + " levels --state depth=1").err,
+            "tavo: unknown state field 'depth' (reflection_level, refraction_level)\n");
+  std::remove(scene.c_str());
+}
+
+TEST(TavoEvalFile, SetChangesOneValueAsIfTheFileSaidSoAndTagArraysTakeNull) {
+  const std::string scene = scene_file("set", R"(
+shader "metal" "tavo_Shd_Metal_spider" ( "type" 3, "patina" 0 )
+shader "stack" "tavo_Utility_MultiMixer" ( "layers" [ { "shader" null }, { "shader" 0 } ] )
+)");
+  const ToolRun plain = tavo("eval --file " + scene + " metal");
+  const ToolRun set = tavo("eval --file " + scene + " metal --set metal.patina=0.6");
+  ASSERT_EQ(set.status, 0) << set.err;
+  EXPECT_NE(plain.out.find("\"patina_on\": 0"), std::string::npos);
+  EXPECT_NE(set.out.find("\"patina_on\": 1"), std::string::npos) << set.out;
+  EXPECT_EQ(tavo("eval --file " + scene + " stack").status, 0);
+  const std::pair<const char *, const char *> mistakes[] = {
+      {"--set nothing.type=1", "tavo: --set nothing.type=1: the scene has no shader instance \"nothing\"\n"},
+      {"--set metal.colour=1",
+       "tavo: --set metal.colour=1: shader instance \"metal\" (tavo_Shd_Metal_spider) has no parameter \"colour\"\n"},
+      {"--set metal=1", "tavo: expected --set INSTANCE.PARAM=VALUE, found 'metal=1'\n"},
+      {"--set metal.type=99 --strict",
+       "tavo: parameter 'type' of tavo_Shd_Metal_spider: 99 is not one of its values (0 to 7)\n"},
+  };
+  for (const auto &[args, error] : mistakes) {
+    const ToolRun r = tavo("eval --file " + scene + " metal " + args);
+    EXPECT_EQ(r.status, 2) << args;
+    EXPECT_EQ(r.err, error) << args;
+  }
+  std::remove(scene.c_str());
+}
+
 }  // namespace
