@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include <filesystem>
+#include <limits>
 #include <string>
 #include <utility>
 #include <vector>
@@ -64,6 +65,20 @@ void report_notes(bool strict);
 
 // Loads the shader library and its declarations (the .mi file beside it).
 void load_library(const std::filesystem::path &library);
+
+// --- tavo diff
+struct DiffOptions {
+  std::string a, b;
+  double fail = 1e-6, fail_percent = 0, hard_fail = std::numeric_limits<double>::infinity();
+  double warn = 1e-6, warn_percent = 0, hard_warn = std::numeric_limits<double>::infinity();
+  std::string difference;
+  double scale = 1;
+  bool json = false;
+};
+
+void add_diff_options(CLI::App &app, DiffOptions &options);
+// Prints the comparison and returns the exit status (0 to 4).
+int run_diff(const DiffOptions &options);
 
 // --- tavo render
 struct RenderOptions {

@@ -71,6 +71,11 @@ int main(int argc, char **argv) {
                                               "its file gave it (repeatable)");
   rd->add_flag("--strict", render_options.strict, "a value outside its declared values or range is an error");
 
+  DiffOptions diff;
+  CLI::App *df = app.add_subcommand("diff", "compare two images: mean, RMS, PSNR and maximum error "
+                                            "(exit 0 pass, 1 warning, 2 failure, 3 sizes differ, 4 unreadable)");
+  add_diff_options(*df, diff);
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp &e) {
@@ -84,13 +89,21 @@ int main(int argc, char **argv) {
         const std::string word = argv[i];
         if (word == "--library") { ++i; continue; }
         if (word.rfind("-", 0) == 0) continue;
-        std::fprintf(stderr, "tavo: unknown command '%s' (commands: list, eval, render)\n", word.c_str());
+        std::fprintf(stderr, "tavo: unknown command '%s' (commands: list, eval, render, diff)\n", word.c_str());
         return 2;
       }
     std::fprintf(stderr, "tavo: %s\n", e.what());
     return 2;
   }
 
+  if (df->parsed()) {
+#if TAVO_TRACING
+    return run_diff(diff);
+#else
+    std::fprintf(stderr, "tavo: diff needs image files, which this build of tavo does not have (Linux only)\n");
+    return 2;
+#endif
+  }
   try {
     const fs::path lib = library.empty() ? default_library() : fs::path(library);
     if (rd->parsed()) {
