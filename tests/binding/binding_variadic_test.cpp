@@ -2,7 +2,6 @@
 // the message entries.
 #include "binding_test_support.h"
 
-#include <cerrno>
 #include <climits>
 #include <string>
 #include <utility>
@@ -87,7 +86,7 @@ TEST_F(BindingVariadic, QueryReturnsFalseWithoutCallingWhenUnresolved)
     int out = 0;
     StderrCapture capture;
     EXPECT_EQ(entry<QueryFn>("mi_query")(51, nullptr, 0u, &out), miFALSE);
-    EXPECT_EQ(capture.finish(), failure_text("mi_query", nullptr, EINVAL));
+    EXPECT_EQ(capture.finish(), failure_text("mi_query", nullptr, null_handle_error));
     EXPECT_EQ(record().calls, 0);
 }
 
@@ -132,7 +131,7 @@ TEST_F(BindingVariadic, SceneCreateReturnsNullWhenUnresolved)
     miTag tag = 0;
     StderrCapture capture;
     EXPECT_EQ(entry<SceneCreateFn>("mi_scene_create")(&tag, 7, 1, 2, 3, 4, 5, 6, 7, 8), nullptr);
-    EXPECT_EQ(capture.finish(), failure_text("mi_scene_create", nullptr, EINVAL));
+    EXPECT_EQ(capture.finish(), failure_text("mi_scene_create", nullptr, null_handle_error));
     EXPECT_EQ(record().calls, 0);
 }
 
@@ -229,7 +228,7 @@ TEST_F(BindingVariadic, UnresolvedMessageIsDroppedAfterTheStderrLines)
     StderrCapture capture;
     entry<MessageFn>("mi_warning")("lost %d", 1);
     entry<NumberedFn>("mi_nwarning")(9, "lost %d", 2);
-    EXPECT_EQ(capture.finish(), failure_text("mi_warning", nullptr, EINVAL) +
-                                    failure_text("mi_nwarning", nullptr, EINVAL));
+    EXPECT_EQ(capture.finish(), failure_text("mi_warning", nullptr, null_handle_error) +
+                                    failure_text("mi_nwarning", nullptr, null_handle_error));
     EXPECT_EQ(record().calls, 0);
 }

@@ -5,12 +5,21 @@
 #include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
+#if !defined(_WIN32)
+#include <execinfo.h>
+#endif
 
 #ifndef FAKE_RENDERER_ID
 #error "build with FAKE_RENDERER_ID set to 1 or 2"
 #endif
 
+#if defined(_WIN32)
+#define FAKE_EXPORT __declspec(dllexport)
+#define FAKE_INTERNAL
+#else
 #define FAKE_EXPORT __attribute__((visibility("default")))
+#define FAKE_INTERNAL __attribute__((visibility("hidden")))
+#endif
 #define FAKE_STR2(x) #x
 #define FAKE_STR(x) FAKE_STR2(x)
 
@@ -127,34 +136,54 @@ FAKE_EXPORT miScalar mi_spline(miScalar t, int n, miScalar *control)
     return t * (miScalar)n + control[n - 1];
 }
 
-/* Six integer registers and eight vector registers full, two of each kind on
- * the stack, a double return. */
-FAKE_EXPORT double mi_geomo_blend_surfaces(long l0, int i0, long l1, int i1, long l2, int i2,
-                                           long l3, int i3, double d0, float f0, double d1,
-                                           float f1, double d2, float f2, double d3, float f3,
-                                           double d4, float f4)
+static double record_wide(const long long l[4], const int i[4], const double d[5], const float f[5])
 {
     ++record.calls;
-    const long l[4] = {l0, l1, l2, l3};
+    memcpy(record.wide_l, l, sizeof record.wide_l);
+    memcpy(record.wide_i, i, sizeof record.wide_i);
+    memcpy(record.wide_d, d, sizeof record.wide_d);
+    memcpy(record.wide_f, f, sizeof record.wide_f);
+    return d[4] * 2.0 + f[4];
+}
+
+/* Two wide entries, 8 integer and 10 floating-point arguments each, the kinds
+ * interleaved: System V fills 6 integer and 8 vector registers whatever the
+ * order and puts two of each kind on the stack; the Microsoft convention gives
+ * each of the first four positions its integer or vector register, here
+ * rcx/xmm0 and r8/xmm2 taken by one entry, the others by the second one, and
+ * everything after them goes on the stack. */
+FAKE_EXPORT double mi_geomo_blend_surfaces(double d0, long long l0, float f0, int i0, long long l1,
+                                           double d1, int i1, float f1, double d2, long long l2,
+                                           float f2, int i2, long long l3, double d3, int i3,
+                                           float f3, double d4, float f4)
+{
+    const long long l[4] = {l0, l1, l2, l3};
     const int i[4] = {i0, i1, i2, i3};
     const double d[5] = {d0, d1, d2, d3, d4};
     const float f[5] = {f0, f1, f2, f3, f4};
-    memcpy(record.wide_l, l, sizeof l);
-    memcpy(record.wide_i, i, sizeof i);
-    memcpy(record.wide_d, d, sizeof d);
-    memcpy(record.wide_f, f, sizeof f);
-    return d4 * 2.0 + f4;
+    return record_wide(l, i, d, f);
 }
 
-/* A 16-byte record comes back in rax:rdx. */
-FAKE_EXPORT FakePair mi_geomo_free_curves(long a, long b)
+FAKE_EXPORT double mi_geomo_u_loft(long long l0, double d0, int i0, float f0, double d1, long long l1,
+                                   float f1, int i1, long long l2, double d2, int i2, float f2,
+                                   double d3, long long l3, float f3, int i3, double d4, float f4)
+{
+    const long long l[4] = {l0, l1, l2, l3};
+    const int i[4] = {i0, i1, i2, i3};
+    const double d[5] = {d0, d1, d2, d3, d4};
+    const float f[5] = {f0, f1, f2, f3, f4};
+    return -record_wide(l, i, d, f);
+}
+
+/* A 16-byte record comes back in rax:rdx (System V) or through memory. */
+FAKE_EXPORT FakePair mi_geomo_free_curves(long long a, long long b)
 {
     ++record.calls;
     FakePair p = {b, a};
     return p;
 }
 
-/* Two doubles come back in xmm0:xmm1. */
+/* Two doubles come back in xmm0:xmm1 (System V) or through memory. */
 FAKE_EXPORT FakeDoublePair mi_geomo_homogenize_curves(double a, double b)
 {
     ++record.calls;
@@ -162,12 +191,13 @@ FAKE_EXPORT FakeDoublePair mi_geomo_homogenize_curves(double a, double b)
     return p;
 }
 
-/* A variadic callee: %al must still be the caller's vector register count. The
- * entry stub notes %rax and %rsp exactly as they arrive, then runs the body. */
-__attribute__((visibility("hidden"))) long fake_variadic_rax;
-__attribute__((visibility("hidden"))) unsigned long fake_variadic_rsp;
+/* A variadic callee: under System V %al must still be the caller's vector
+ * register count. The entry stub notes rax and rsp exactly as they arrive,
+ * then runs the body. */
+FAKE_INTERNAL long long fake_variadic_rax;
+FAKE_INTERNAL unsigned long long fake_variadic_rsp;
 
-__attribute__((visibility("hidden"), used)) double fake_echo_scene_body(int n, ...)
+FAKE_INTERNAL __attribute__((used)) double fake_echo_scene_body(int n, ...)
 {
     ++record.calls;
     record.variadic_rax = fake_variadic_rax;
@@ -182,7 +212,18 @@ __attribute__((visibility("hidden"), used)) double fake_echo_scene_body(int n, .
 }
 
 /* Written as plain assembly, not as a naked C function: at -O0 the compiler
- * still spills a naked function's arguments through the caller's %rbp. */
+ * still spills a naked function's arguments through the caller's frame. */
+#if defined(_WIN32)
+__asm__(".section .drectve\n\t"
+        ".ascii \" -export:mi_echo_scene\"\n\t"
+        ".text\n\t"
+        ".globl mi_echo_scene\n\t"
+        ".def mi_echo_scene; .scl 2; .type 32; .endef\n"
+        "mi_echo_scene:\n\t"
+        "movq %rax, fake_variadic_rax(%rip)\n\t"
+        "movq %rsp, fake_variadic_rsp(%rip)\n\t"
+        "jmp fake_echo_scene_body\n\t");
+#else
 __asm__(".text\n\t"
         ".globl mi_echo_scene\n\t"
         ".type mi_echo_scene, @function\n"
@@ -191,6 +232,7 @@ __asm__(".text\n\t"
         "movq %rsp, fake_variadic_rsp(%rip)\n\t"
         "jmp fake_echo_scene_body\n\t"
         ".size mi_echo_scene, . - mi_echo_scene\n\t");
+#endif
 
 /* Pure functions, safe to call from several threads at once. */
 FAKE_EXPORT const char *mi_raylib_version(void)
@@ -210,9 +252,39 @@ FAKE_EXPORT int mi_get_subverbosity(void)
 }
 
 #if FAKE_RENDERER_ID == 2
-/* Only the second module has this one. */
+/* Only the second module has these. */
 FAKE_EXPORT int mi_par_nthreads(void)
 {
     return 42;
 }
+
+/* mi_db_dump runs code of ours inside the library's lookup of its name, which
+ * walks the stack from there through the library's first-call path: on ELF an
+ * IFUNC resolver, which dlsym calls; on Windows a forwarded export, whose
+ * module GetProcAddress loads, running its DllMain (fake_probe.c). */
+#if defined(_WIN32)
+__asm__(".section .drectve\n\t"
+        ".ascii \" -export:mi_db_dump=binding_fake_probe.mi_db_dump\"\n\t"
+        ".text\n\t");
+#else
+static int db_dump(void)
+{
+    return 7;
+}
+
+static int (*resolve_db_dump(void))(void)
+{
+    record.lookup_depth = backtrace(record.lookup_frames, 64);
+    return db_dump;
+}
+
+FAKE_EXPORT int mi_db_dump(void) __attribute__((ifunc("resolve_db_dump")));
+
+/* backtrace() loads the unwinder on its first call: not inside a lookup. */
+__attribute__((constructor)) static void load_the_unwinder(void)
+{
+    void *frame;
+    backtrace(&frame, 1);
+}
+#endif
 #endif

@@ -14,7 +14,9 @@ extern "C" {
 
 enum { FAKE_TEXT_SIZE = 4096, FAKE_NO_NUMBER = -999999 };
 
-typedef struct FakePair { long first, second; } FakePair;
+/* 16-byte records: System V returns them in a register pair, the Microsoft
+ * convention through memory that the caller provides. */
+typedef struct FakePair { long long first, second; } FakePair;
 typedef struct FakeDoublePair { double first, second; } FakeDoublePair;
 
 typedef struct FakeRecord {
@@ -42,15 +44,20 @@ typedef struct FakeRecord {
     int spline_n;
     miScalar *spline_control;
 
-    /* the wide entry: 8 integer and 10 floating-point arguments */
-    long wide_l[4];
+    /* the wide entries: 8 integer and 10 floating-point arguments */
+    long long wide_l[4];
     int wide_i[4];
     double wide_d[5];
     float wide_f[5];
 
-    /* the variadic generic entry: %rax and %rsp as the callee found them */
-    long variadic_rax;
-    unsigned long variadic_rsp;
+    /* the variadic generic entry: rax and rsp as the callee found them */
+    long long variadic_rax;
+    unsigned long long variadic_rsp;
+
+    /* the return addresses on the stack while the library looked up
+     * mi_db_dump, as code run inside the lookup walked them */
+    void *lookup_frames[64];
+    int lookup_depth;
 
     /* messages */
     char message_entry[64];      /* the renderer function that was called */
