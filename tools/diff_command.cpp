@@ -13,6 +13,7 @@
 #include "command.h"
 #include "compare.h"
 #include "report.h"
+#include "values.h"
 
 using namespace tavo::host;
 
@@ -78,9 +79,9 @@ int run_diff(const DiffOptions &options) {
   std::printf("  Mean error = %.6g\n  RMS error = %.6g\n  Peak SNR = %s\n", r.mean_error, r.rms_error, psnr.c_str());
   std::printf("  Max error  = %.6g @ (%d, %d, %s)\n", r.max_error, r.max_x, r.max_y,
               channel_name(r.max_channel).c_str());
-  std::printf("  %lld values (%.3g%% of the pixels) over %g\n", r.failing, 100.0 * r.failing / pixels, options.fail);
+  std::printf("  %lld pixels (%.3g%%) over %g\n", r.failing, 100.0 * r.failing / pixels, options.fail);
   if (options.warn != options.fail)
-    std::printf("  %lld values (%.3g%% of the pixels) over %g\n", r.warning, 100.0 * r.warning / pixels, options.warn);
+    std::printf("  %lld pixels (%.3g%%) over %g\n", r.warning, 100.0 * r.warning / pixels, options.warn);
   std::printf("%s\n", verdict);
   return status;
 }

@@ -11,7 +11,7 @@ typedef struct TavoImageComparison {
   int other_width, other_height, other_channels;
   double mean_error, rms_error, psnr, max_error;
   int max_x, max_y, max_channel;
-  long long failing, warning; /* channel values over each threshold */
+  long long failing, warning; /* pixels with a channel over each threshold */
 } TavoImageComparison;
 
 #endif

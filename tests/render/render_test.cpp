@@ -15,6 +15,7 @@
 
 #include "render.h"
 #include "renderer_core.h"
+#include "compare.h"
 #include "texture.h"
 
 namespace fs = std::filesystem;
@@ -47,26 +48,10 @@ struct Folder {
   ~Folder() { fs::remove_all(path); }
 };
 
-struct Difference {
-  double mean = 0;
-  double max = 0;
-};
-
-Difference compare(const std::string &a, const std::string &b) {
-  const tavo::host::Image x = tavo::host::read_image(a, "rendered"), y = tavo::host::read_image(b, "reference");
-  EXPECT_EQ(x.width(), y.width());
-  EXPECT_EQ(x.height(), y.height());
-  Difference d;
-  if (x.width() != y.width() || x.height() != y.height()) return {1, 1};
-  for (int j = 0; j < x.height(); ++j)
-    for (int i = 0; i < x.width(); ++i) {
-      const miColor p = x.texel(i, j), q = y.texel(i, j);
-      for (const double e : {p.r - q.r, p.g - q.g, p.b - q.b, p.a - q.a}) {
-        d.mean += std::abs(e);
-        d.max = std::max(d.max, std::abs(e));
-      }
-    }
-  d.mean /= 4.0 * x.width() * x.height();
+// The comparison `tavo diff` makes, of a rendered image against another.
+tavo::host::ImageComparison compare(const std::string &a, const std::string &b) {
+  const tavo::host::ImageComparison d = tavo::host::compare_images(a, b);
+  EXPECT_TRUE(d.same_size()) << a << " against " << b;
   return d;
 }
 
@@ -93,10 +78,10 @@ TEST(Render, ExamplesMatchTheirReferenceImages) {
     const ToolRun run = run_tool("render " + (fs::path(TAVO_EXAMPLES) / c.scene).string() + " -o " + image.string() +
                          " --resolution " + c.resolution + " --threads 2 --quiet");
     ASSERT_EQ(run.status, 0) << run.err;
-    const Difference d = compare(image.string(), (here / c.reference).string());
+    const tavo::host::ImageComparison d = compare(image.string(), (here / c.reference).string());
     // one 8-bit step of rounding allowed anywhere, far less on average
-    EXPECT_LT(d.mean, 0.002);
-    EXPECT_LE(d.max, 2.5 / 255.0);
+    EXPECT_LT(d.mean_error, 0.002);
+    EXPECT_LE(d.max_error, 2.5 / 255.0);
   }
 }
 
@@ -110,9 +95,47 @@ TEST(Render, OneThreadAndTwoThreadsGiveTheSameImage) {
                            " --resolution 60,36 --samples 4 --quiet --threads " + threads);
       ASSERT_EQ(run.status, 0) << run.err;
     }
-    const Difference d = compare((out.path / "1.exr").string(), (out.path / "2.exr").string());
-    EXPECT_EQ(d.max, 0.0);
+    EXPECT_EQ(compare((out.path / "1.exr").string(), (out.path / "2.exr").string()).max_error, 0.0);
   }
+}
+
+// tavo diff's verdicts and exit statuses on images that are identical, a
+// little different and very different, of another size, and missing.
+TEST(Render, DiffGivesTheVerdictsOfImageComparisonTools) {
+  Folder out("diff");
+  const std::string scene = (fs::path(TAVO_EXAMPLES) / "utilities.mi").string();
+  const auto render = [&](const std::string &name, const std::string &more) {
+    const std::string file = (out.path / name).string();
+    EXPECT_EQ(run_tool("render " + scene + " -o " + file + " --quiet --threads 1 " + more).status, 0);
+    return file;
+  };
+  const std::string one = render("one.png", "--resolution 48,36");
+  const std::string four = render("four.png", "--resolution 48,36 --samples 4");
+  const std::string small = render("small.png", "--resolution 24,18");
+  const tavo::host::ImageComparison d = compare(one, four);
+  ASSERT_GT(d.max_error, 0.05);  // antialiased edges differ a lot, the rest little
+  ASSERT_LT(d.mean_error, 0.05);
+  const std::string pair = " " + one + " " + four;
+  struct Case {
+    std::string args;
+    int status;
+  };
+  const Case cases[] = {
+      {"diff " + one + " " + one, 0},
+      {"diff" + pair, 2},
+      {"diff" + pair + " --fail 1 --warn 1", 0},
+      {"diff" + pair + " --fail 1 --warn 0.01", 1},
+      {"diff" + pair + " --failpercent 100", 1},  // warnings stay
+      {"diff" + pair + " --failpercent 100 --warnpercent 100", 0},
+      {"diff" + pair + " --failpercent 100 --warnpercent 100 --hardfail 0.01", 2},
+      {"diff " + one + " " + small, 3},
+      {"diff " + one + " " + (out.path / "missing.png").string(), 4},
+  };
+  for (const Case &c : cases) EXPECT_EQ(run_tool(c.args + " > /dev/null").status, c.status) << c.args;
+  // The difference image: |a - b| x scale, readable by the same comparison.
+  const std::string diff = (out.path / "diff.exr").string();
+  EXPECT_EQ(run_tool("diff" + pair + " -o " + diff + " --scale 2 > /dev/null").status, 2);
+  EXPECT_EQ(compare(diff, diff).max_error, 0.0);
 }
 
 TEST(Render, FailuresLeaveNoFileBehind) {
