@@ -144,7 +144,7 @@ TEST(Declarations, AMissingFileIsNamed) {
     read_declarations("/nonexistent/x.mi");
     FAIL() << "no error";
   } catch (const Error &e) {
-    EXPECT_STREQ(e.what(), "/nonexistent/x.mi: cannot open the declarations file");
+    EXPECT_STREQ(e.what(), "cannot read the declarations file \"/nonexistent/x.mi\": No such file or directory");
   }
 }
 

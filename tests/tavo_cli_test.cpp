@@ -240,7 +240,7 @@ TEST(TavoList, ShowsEveryDeclaredShader) {
 TEST(Tavo, AMissingLibraryIsNamed) {
   const ToolRun r = tavo("--library /nonexistent/tavoshaders.so list");
   EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.err, "tavo: /nonexistent/tavoshaders.mi: cannot open the declarations file\n");
+  EXPECT_EQ(r.err, "tavo: cannot read the declarations file \"/nonexistent/tavoshaders.mi\": No such file or directory\n");
 }
 
 }  // namespace

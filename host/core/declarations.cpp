@@ -1,12 +1,11 @@
 #include "declarations.h"
 
 #include <algorithm>
-#include <fstream>
 #include <map>
 #include <mutex>
 #include <set>
-#include <sstream>
 
+#include "files.h"
 #include "lexer.h"
 #include "values.h"
 #include "frame/renderer.h"
@@ -386,11 +385,7 @@ std::vector<ShaderDeclaration> parse_declarations(std::string_view text, const s
 }
 
 std::vector<ShaderDeclaration> read_declarations(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw Error(path + ": cannot open the declarations file");
-  std::ostringstream buffer;
-  buffer << in.rdbuf();
-  std::string text = std::move(buffer).str();
+  std::string text = read_file(path, "declarations file");
 
   // A long-lived host (a batch of evaluations, a test program) declares the
   // same files again and again: the last parse of each file is kept and

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
 #include <sstream>
 
 #include "declarations.h"
+#include "files.h"
 #include "values.h"
 
 namespace tavo::host {
@@ -163,8 +163,10 @@ Object make_box(const miVector &lo, const miVector &hi) {
 }
 
 Object read_obj(const std::string &path, float scale, const miVector &translate) {
-  std::ifstream in(path);
-  if (!in) throw Error(path + ": cannot open the mesh file");
+  return parse_obj(read_file(path, "mesh file"), path, scale, translate);
+}
+
+Object parse_obj(std::string_view content, const std::string &path, float scale, const miVector &translate) {
   std::vector<miVector> positions, texcoords, normals;
   struct Corner { int p, t, n; };
   struct Face { std::vector<Corner> corners; int line; };
@@ -184,10 +186,15 @@ Object read_obj(const std::string &path, float scale, const miVector &translate)
     }
     if (static_cast<int>(values.size()) < lo || static_cast<int>(values.size()) > hi)
       fail(std::string("expected ") + what);
+    for (const float v : values)
+      if (!std::isfinite(v)) fail(std::string("expected ") + what + ", finite numbers, found '" + format_scalar(v) + "'");
     values.resize(3, 0.0f);
     return miVector{values[0], values[1], values[2]};
   };
-  while (std::getline(in, text)) {
+  for (std::size_t at = 0; at < content.size();) {
+    const std::size_t end = std::min(content.find('\n', at), content.size());
+    text.assign(content.substr(at, end - at));
+    at = end + 1;
     ++line;
     if (const auto hash = text.find('#'); hash != std::string::npos) text.resize(hash);
     std::istringstream words(text);
@@ -253,7 +260,13 @@ Object read_obj(const std::string &path, float scale, const miVector &translate)
     for (std::size_t k = 1; k + 1 < c.size(); ++k) {
       const Corner tri[3] = {c[0], c[k], c[k + 1]};
       miVector p[3];
-      for (int m = 0; m < 3; ++m) p[m] = positions[tri[m].p] * scale + translate;
+      for (int m = 0; m < 3; ++m) {
+        p[m] = positions[tri[m].p] * scale + translate;
+        if (!std::isfinite(p[m].x) || !std::isfinite(p[m].y) || !std::isfinite(p[m].z)) {
+          line = face.line;
+          fail("vertex " + std::to_string(tri[m].p + 1) + " lies beyond the largest float once scaled and moved");
+        }
+      }
       const miVector flat = normalize(cross(p[1] - p[0], p[2] - p[0]));
       for (int m = 0; m < 3; ++m) {
         o.points.push_back(p[m]);

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "frame/renderer.h"
@@ -58,8 +59,11 @@ Object make_parallelogram(const miVector &origin, const miVector &u, const miVec
 // An axis-aligned box; each face has (u, v) texture 0..1.
 Object make_box(const miVector &lo, const miVector &hi);
 // A triangle mesh from a Wavefront OBJ file (v, vt, vn, f; polygons are
-// fanned), scaled and then moved. Raises Error "file:line: ..." when malformed.
+// fanned), scaled and then moved. Raises Error "file:line: ..." when malformed,
+// or when a number is not finite.
 Object read_obj(const std::string &path, float scale, const miVector &translate);
+// The same from the file's content; `path` names it in errors.
+Object parse_obj(std::string_view content, const std::string &path, float scale, const miVector &translate);
 
 // Small vector helpers shared by the host's geometry code.
 inline miVector operator+(const miVector &a, const miVector &b) { return {a.x + b.x, a.y + b.y, a.z + b.z}; }

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <map>
-#include <sstream>
 
+#include "files.h"
 #include "geometry.h"
 #include "lexer.h"
+#include "work_limits.h"
 #include "renderer_core.h"
 #include "scene.h"
 #include "texture.h"
@@ -21,6 +21,9 @@ namespace tavo::host {
 namespace {
 
 constexpr int kMaxIncludeDepth = 16;
+// Shader instances one scene may make, phenomena expanded included: a few
+// lines that nest phenomena must not make the host work for days.
+constexpr int kMaxInstances = 100000;
 
 enum class ElementKind { Shader, Texture, Material, Light, Object, Camera, Options };
 
@@ -42,14 +45,6 @@ struct Named {
   ElementKind kind = ElementKind::Shader;
   std::string where;  // file:line of the definition
 };
-
-std::string read_file(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw Error(path + ": cannot open the scene file");
-  std::ostringstream buffer;
-  buffer << in.rdbuf();
-  return buffer.str();
-}
 
 // What the camera block said, applied once the block is complete.
 struct CameraSettings {
@@ -124,6 +119,9 @@ class SceneParser {
   void link(int line) {
     const std::string path = locate(lex().expect_string("the shader library's file name in quotes"));
     try {
+      // A name the loader does not find here it looks up in the system's folders.
+      std::error_code ec;
+      if (fs::exists(path, ec)) regular_file_size(path, "shader library", UINTMAX_MAX);
       renderer_.link(path);
     } catch (const Error &e) {
       lex().fail(line, e.what());
@@ -135,9 +133,9 @@ class SceneParser {
     const std::string path = locate(lex().expect_string("the file name to include in quotes"));
     std::string text;
     try {
-      text = read_file(path);
-    } catch (const Error &) {
-      lex().fail(line, "cannot open \"" + path + "\"");
+      text = read_file(path, "included file");
+    } catch (const Error &e) {
+      lex().fail(line, e.what());
     }
     if (Lexer(text, path).at_word("declare")) {
       renderer_.declare(path);  // its errors name the declarations file and line
@@ -319,8 +317,11 @@ class SceneParser {
       if (lex().accept_word("resolution")) {
         camera.intrinsics.x_resolution = integer("the image width in pixels");
         camera.intrinsics.y_resolution = integer("the image height in pixels");
-        if (camera.intrinsics.x_resolution < 1 || camera.intrinsics.y_resolution < 1)
-          lex().fail(at, "the resolution must be at least 1 by 1");
+        try {
+          check_resolution(camera.intrinsics.x_resolution, camera.intrinsics.y_resolution);
+        } catch (const Error &e) {
+          lex().fail(at, e.what());
+        }
       } else if (lex().accept_word("aspect")) {
         camera.intrinsics.aspect = positive("the image aspect (width per height)", at);
         settings_.aspect_given = true;
@@ -448,6 +449,8 @@ class SceneParser {
   miTag make(const std::string &name, const ShaderDeclaration &decl, const std::vector<Assignment> &assignments,
              int line) {
     if (decl.phenomenon) return expand(name, decl, assignments, line);
+    if (++made_ > kMaxInstances)
+      lex().fail(line, "the scene makes more than " + std::to_string(kMaxInstances) + " shader instances");
     try {
       const miTag tag = renderer_.create_instance(decl.name, assignments);
       out_.instances.push_back(tag);
@@ -465,6 +468,7 @@ class SceneParser {
     const ShaderDeclaration *phenomenon = nullptr;
     const std::vector<Assignment> *given = nullptr;
     std::map<std::string, miTag> shaders;  // made so far
+    const Network *outer = nullptr;        // the phenomenon this one is part of
   };
 
   // Instances a phenomenon: makes its shaders in order, each reading its
@@ -474,7 +478,9 @@ class SceneParser {
                int line) {
     if (nesting_ >= kMaxIncludeDepth)
       lex().fail(line, "phenomena nest more than " + std::to_string(kMaxIncludeDepth) + " deep");
-    Network network{&decl, &given, {}};
+    for (const Network *outer = network_; outer; outer = outer->outer)
+      if (outer->phenomenon == &decl) lex().fail(line, "phenomenon \"" + decl.name + "\" uses itself");
+    Network network{&decl, &given, {}, network_};
     Lexer *const outer_lex = lex_;
     Network *const outer_network = network_;
     const auto restore = [&] {
@@ -728,14 +734,17 @@ class SceneParser {
     return v;
   }
 
-  // A file named in the scene: beside the file being read, then in the search path.
+  // A file named in the scene: beside the file being read, then in the search
+  // path. A name the system cannot look up (too long, say) is left for the
+  // reading to report.
   std::string locate(const std::string &name) {
     const fs::path given(name);
     if (given.is_absolute()) return name;
     const fs::path beside = fs::path(lex().file()).parent_path() / given;
-    if (fs::exists(beside)) return beside.string();
+    std::error_code ec;
+    if (fs::exists(beside, ec)) return beside.string();
     for (const std::string &dir : search_path_)
-      if (fs::exists(fs::path(dir) / given)) return (fs::path(dir) / given).string();
+      if (fs::exists(fs::path(dir) / given, ec)) return (fs::path(dir) / given).string();
     return beside.string();
   }
 
@@ -749,6 +758,7 @@ class SceneParser {
   std::map<std::string, Named> named_;
   Network *network_ = nullptr;  // the phenomenon being instanced, if any
   int nesting_ = 0;             // of phenomena inside phenomena
+  int made_ = 0;                // shader instances so far
   CameraSettings settings_;
   std::string camera_where_ = "the default camera";
   std::string options_where_;
@@ -769,7 +779,7 @@ LoadedScene parse_scene(std::string_view text, const std::string &file, const st
 
 LoadedScene load_scene(const std::string &path, const std::vector<std::string> &search_path,
                        const std::vector<Override> &overrides) {
-  return parse_scene(read_file(path), path, search_path, overrides);
+  return parse_scene(read_file(path, "scene file"), path, search_path, overrides);
 }
 
 }  // namespace tavo::host

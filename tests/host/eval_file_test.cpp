@@ -78,7 +78,7 @@ TEST(TavoEvalFile, MistakesAreNamed) {
   const std::string bad = ::testing::TempDir() + "tavo_bad_scene.mi";
   std::ofstream(bad) << "# two lines\nshader \"a\" \"tavo_host_constant\" ( \"color\" 1 )\n";
   const std::pair<std::string, std::pair<int, std::string>> cases[] = {
-      {"eval --file /nonexistent/scene.mi x", {1, "tavo: /nonexistent/scene.mi: cannot open the scene file\n"}},
+      {"eval --file /nonexistent/scene.mi x", {1, "tavo: cannot read the scene file \"/nonexistent/scene.mi\": No such file or directory\n"}},
       {"eval --file " + bad + " a",
        {1, "tavo: " + bad + ":2: unknown shader \"tavo_host_constant\" (is its declarations file included?)\n"}},
       {"eval --file " + kExample + " nope", {2, "tavo: " + kExample + " has no shader instance or material named 'nope'\n"}},
