@@ -53,8 +53,9 @@ TEST(Layout, EveryExportedShaderMatchesItsDeclaration) {
     ++exported;
     // Without tracing, the tests of the shaders that need a scene (and register
     // their records) are not built.
-    if (TAVO_TRACING)
+    if (TAVO_TRACING) {
       EXPECT_TRUE(parameters_checked.count(d.name)) << d.name << " is exported but its records are not checked";
+    }
     const auto version = reinterpret_cast<int (*)()>(host::platform::find_symbol(lib, (d.name + "_version").c_str()));
     ASSERT_NE(version, nullptr) << d.name;
     EXPECT_EQ(version(), 1) << d.name;

@@ -89,6 +89,8 @@ struct RenderOptions {
   int threads = 0;
   bool quiet = false;
   bool strict = false;
+  bool stats = false;  // the statistics line even when quiet; with json, a JSON document on standard output
+  bool json = false;
   std::vector<std::string> sets;
 };
 

@@ -2,6 +2,7 @@
 #include <cstdio>
 
 #include "command.h"
+#include "platform.h"
 #include "render.h"
 #include "renderer_core.h"
 #include "scene.h"
@@ -35,7 +36,10 @@ int run_render(const RenderOptions &options, const fs::path &library_dir) {
     throw UsageError("cannot tell the image format of '" + options.output + "': give it an extension (.png, .exr)");
   settings.samples = options.samples;
   settings.threads = options.threads;
-  settings.progress = !options.quiet;
+  // A bar redrawn in place only where a person watches; a log gets a line a tenth.
+  settings.progress = options.quiet                      ? ProgressStyle::Off
+                      : platform::is_terminal(stderr)     ? ProgressStyle::Bar
+                                                          : ProgressStyle::Lines;
 
   const LoadedScene loaded = load_scene_with(options.file, library_dir, options.sets);
   report_notes(options.strict);
@@ -45,6 +49,8 @@ int run_render(const RenderOptions &options, const fs::path &library_dir) {
   for (const Message &m : renderer.messages())
     if (m.level == "error") std::fprintf(stderr, "tavo: %s: %s\n", m.level.c_str(), m.text.c_str());
   save_image(options.output, image);
+  if (options.stats && options.json) std::fputs(stats_json(image).c_str(), stdout);
+  else if (options.stats || !options.quiet) std::fprintf(stderr, "%s\n", stats_line(image).c_str());
   return 0;
 }
 

@@ -66,7 +66,9 @@ int main(int argc, char **argv) {
   rd->add_option("--resolution", render_options.resolution, "W,H (default: the camera's)");
   rd->add_option("--samples", render_options.samples, "samples per pixel (default 1)");
   rd->add_option("--threads", render_options.threads, "rendering threads (default: every core)");
-  rd->add_flag("--quiet", render_options.quiet, "no progress bar");
+  rd->add_flag("--quiet", render_options.quiet, "no progress and no statistics line");
+  rd->add_flag("--stats", render_options.stats, "print the statistics line even when quiet");
+  rd->add_flag("--json", render_options.json, "with --stats: the statistics as JSON on standard output");
   rd->add_option("--set", render_options.sets, "INSTANCE.PARAM=VALUE: a value the scene's instance gets as if "
                                               "its file gave it (repeatable)");
   rd->add_flag("--strict", render_options.strict, "a value outside its declared values or range is an error");

@@ -103,7 +103,9 @@ miBoolean trace_and_shade(miColor *result, miState *state, int type, miVector or
   }
   if (type == miRAY_REFLECT) ++child->reflection_level;
   if (type == miRAY_REFRACT || type == miRAY_TRANSPARENT) ++child->refraction_level;
-  const Scene *scene = Sample::of(state)->scene;
+  Sample &sample = *Sample::of(state);
+  const Scene *scene = sample.scene;
+  if (scene) ++(type == miRAY_REFLECT ? sample.rays.reflection : type == miRAY_EYE ? sample.rays.eye : sample.rays.refraction);
   Hit hit;
   const bool found = scene && scene->intersect(origin, direction, t_near, std::numeric_limits<float>::infinity(), hit);
   if (found) scene->fill_hit(*child, origin, direction, hit, child->tex_list);
@@ -301,8 +303,10 @@ miBoolean trace_probe(miState *state, miVector direction, miVector origin) {
     state->child = &orphan;
     return miFALSE;
   }
-  const Scene *scene = Sample::of(state)->scene;
+  Sample &sample = *Sample::of(state);
+  const Scene *scene = sample.scene;
   if (!scene || !finite(origin) || !finite(direction) || length(direction) == 0.0f) return miFALSE;
+  ++sample.rays.probe;
   Hit hit;
   if (!scene->intersect(origin, direction, 0.0f, std::numeric_limits<float>::infinity(), hit)) return miFALSE;
   scene->fill_hit(*child, origin, direction, hit, child->tex_list);

@@ -50,6 +50,17 @@ class Sample {
   // How often a shader flushed the caches during this sample (mi_flush_cache).
   int flushes = 0;
 
+  // The rays this sample traced, by kind, for the renderer's statistics.
+  struct RayCounts {
+    std::uint64_t eye = 0, reflection = 0, refraction = 0, shadow = 0, probe = 0;
+    std::uint64_t total() const { return eye + reflection + refraction + shadow + probe; }
+    RayCounts &operator+=(const RayCounts &o) {
+      eye += o.eye, reflection += o.reflection, refraction += o.refraction, shadow += o.shadow, probe += o.probe;
+      return *this;
+    }
+  };
+  RayCounts rays;
+
   // The lens running in the scene's chain of lenses, and the state it runs
   // on: an eye ray traced from that state goes on to the next lens, or from
   // the last one into the scene. -1 and null while no lens runs.

@@ -39,6 +39,7 @@ void set_eye_ray(ShadingState &shading, int x, int y, const miVector &origin, co
 bool cast_eye_ray(ShadingState &shading, const Scene &scene, int x, int y, const miVector &origin,
                   const miVector &direction) {
   set_eye_ray(shading, x, y, origin, direction);
+  ++shading.sample.rays.eye;
   Hit hit;
   if (!scene.intersect(origin, direction, 0.0f, std::numeric_limits<float>::infinity(), hit)) return false;
   scene.fill_hit(shading.state, origin, direction, hit, shading.tex_list);

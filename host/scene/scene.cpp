@@ -134,14 +134,15 @@ miColor Scene::direct_light(const miState &state) const {
   miColor sum{0, 0, 0, 1};
   const miVector n = normalize(state.normal);
   const miVector lift = state.point + normalize(state.normal_geom) * kRayEpsilon;
+  Sample *const sample = Sample::of(&state);
   // the cosine towards a light `distance` away along `to_light`; 0 behind the surface or in shadow
   const auto lit = [&](const Light &light, const miVector &to_light, float distance) {
     const float cosine = dot(n, to_light);
     if (!(cosine > 0.0f)) return 0.0f;
-    if (light.shadow && occluded(lift, to_light, 0.0f, distance * (1.0f - 1e-4f))) return 0.0f;
-    return cosine;
+    if (!light.shadow) return cosine;
+    if (sample) ++sample->rays.shadow;
+    return occluded(lift, to_light, 0.0f, distance * (1.0f - 1e-4f)) ? 0.0f : cosine;
   };
-  const Sample *sample = Sample::of(&state);
   const bool jittered = sample && sample->has_pixel;
   for (std::size_t k = 0; k < lights.size(); ++k) {
     const Light &light = lights[k];

@@ -3,10 +3,12 @@
 #include <oneapi/tbb/blocked_range2d.h>
 #include <oneapi/tbb/global_control.h>
 #include <oneapi/tbb/parallel_for.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -62,25 +64,30 @@ miColor shade_sample(ShadingState &shading, const Scene &scene, int x, int y, do
   return color;
 }
 
-// Draws "[#####     ]  50%" on standard error, redrawn only when the percentage moves.
+// Shows on standard error how many tiles are done: a bar redrawn only when
+// the percentage moves, or a line at each tenth.
 class Progress {
  public:
-  Progress(bool on, int total) : on_(on), total_(std::max(total, 1)) { draw(0); }
+  Progress(ProgressStyle style, int total) : style_(style), total_(std::max(total, 1)) { show(0); }
   void step() {
     const int done = ++done_;
-    if (!on_) return;
+    if (style_ == ProgressStyle::Off) return;
     const int percent = done * 100 / total_;
     std::lock_guard<std::mutex> lock(mutex_);
-    if (percent != shown_) draw(percent);
+    if (style_ == ProgressStyle::Bar ? percent != shown_ : percent / 10 != shown_ / 10) show(percent);
   }
   void finish() {
-    if (on_) std::fputs("\n", stderr);
+    if (style_ == ProgressStyle::Bar) std::fputs("\n", stderr);
   }
 
  private:
-  void draw(int percent) {
-    if (!on_) return;
+  void show(int percent) {
     shown_ = percent;
+    if (style_ == ProgressStyle::Lines) {
+      if (percent > 0) std::fprintf(stderr, "rendering: %d%%\n", percent / 10 * 10);
+      return;
+    }
+    if (style_ != ProgressStyle::Bar) return;
     char bar[41];
     const int filled = percent * 40 / 100;
     for (int i = 0; i < 40; ++i) bar[i] = i < filled ? '#' : ' ';
@@ -88,14 +95,71 @@ class Progress {
     std::fprintf(stderr, "\rrendering [%s] %3d%%", bar, percent);
     std::fflush(stderr);
   }
-  bool on_;
+  ProgressStyle style_;
   int total_;
   std::atomic<int> done_{0};
   int shown_ = -1;
   std::mutex mutex_;
 };
 
+double cpu_seconds() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec + 1e-6 * (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
+}
+
+long long peak_memory_bytes() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return 1024LL * usage.ru_maxrss;  // kilobytes on Linux
+}
+
+// 1234567 as "1.23 M", for rates.
+std::string rate(double per_second) {
+  char text[32];
+  if (per_second >= 1e6) std::snprintf(text, sizeof text, "%.3g M", per_second / 1e6);
+  else if (per_second >= 1e3) std::snprintf(text, sizeof text, "%.3g k", per_second / 1e3);
+  else std::snprintf(text, sizeof text, "%.3g ", per_second);
+  return text;
+}
+
 }  // namespace
+
+std::string stats_line(const RenderedImage &image) {
+  const RenderStats &s = image.stats;
+  const double wall = std::max(s.wall_seconds, 1e-9);
+  char text[512];
+  std::snprintf(text, sizeof text,
+                "rendered %dx%d at %d samples per pixel in %.2f s (%.2f s CPU, %d threads): %lld samples, "
+                "%llu rays (eye %llu, reflection %llu, refraction %llu, shadow %llu, probe %llu); "
+                "%ssamples/s, %srays/s; peak memory %.0f MiB",
+                image.width, image.height, image.samples_per_pixel, s.wall_seconds, s.cpu_seconds, s.threads,
+                s.samples, static_cast<unsigned long long>(s.rays.total()),
+                static_cast<unsigned long long>(s.rays.eye), static_cast<unsigned long long>(s.rays.reflection),
+                static_cast<unsigned long long>(s.rays.refraction), static_cast<unsigned long long>(s.rays.shadow),
+                static_cast<unsigned long long>(s.rays.probe), rate(s.samples / wall).c_str(),
+                rate(s.rays.total() / wall).c_str(), s.peak_memory_bytes / (1024.0 * 1024.0));
+  return text;
+}
+
+std::string stats_json(const RenderedImage &image) {
+  const RenderStats &s = image.stats;
+  const double wall = std::max(s.wall_seconds, 1e-9);
+  char text[1024];
+  std::snprintf(text, sizeof text,
+                "{\"width\": %d, \"height\": %d, \"samples_per_pixel\": %d, \"wall_seconds\": %.6f, "
+                "\"cpu_seconds\": %.6f, \"threads\": %d, \"pixels\": %lld, \"samples\": %lld, "
+                "\"rays\": {\"eye\": %llu, \"reflection\": %llu, \"refraction\": %llu, \"shadow\": %llu, "
+                "\"probe\": %llu, \"total\": %llu}, \"samples_per_second\": %.1f, \"rays_per_second\": %.1f, "
+                "\"peak_memory_bytes\": %lld}\n",
+                image.width, image.height, image.samples_per_pixel, s.wall_seconds, s.cpu_seconds, s.threads,
+                s.pixels, s.samples, static_cast<unsigned long long>(s.rays.eye),
+                static_cast<unsigned long long>(s.rays.reflection), static_cast<unsigned long long>(s.rays.refraction),
+                static_cast<unsigned long long>(s.rays.shadow), static_cast<unsigned long long>(s.rays.probe),
+                static_cast<unsigned long long>(s.rays.total()), s.samples / wall, s.rays.total() / wall,
+                s.peak_memory_bytes);
+  return text;
+}
 
 float srgb_encode(float linear) {
   if (!(linear > 0.0f)) return 0.0f;  // NaN too
@@ -137,6 +201,9 @@ RenderedImage render(Scene &scene, const std::vector<miTag> &instances, const Re
   const int grid = static_cast<int>(std::ceil(std::sqrt(static_cast<double>(samples))));
   const int tiles_x = (image.width + kTile - 1) / kTile, tiles_y = (image.height + kTile - 1) / kTile;
   Progress progress(settings.progress, tiles_x * tiles_y);
+  const auto wall_start = std::chrono::steady_clock::now();
+  const double cpu_start = cpu_seconds();
+  std::mutex stats_mutex;
 
   auto render_tile = [&](int tx, int ty) {
     ShadingState shading(miRAY_EYE);
@@ -163,6 +230,10 @@ RenderedImage render(Scene &scene, const std::vector<miTag> &instances, const Re
       }
     }
     sample.end_tile();
+    {
+      std::lock_guard lock(stats_mutex);
+      image.stats.rays += sample.rays;
+    }
     progress.step();
   };
 
@@ -175,6 +246,13 @@ RenderedImage render(Scene &scene, const std::vector<miTag> &instances, const Re
     });
   }
   progress.finish();
+  image.samples_per_pixel = samples;
+  image.stats.wall_seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - wall_start).count();
+  image.stats.cpu_seconds = cpu_seconds() - cpu_start;
+  image.stats.threads = threads;
+  image.stats.pixels = static_cast<long long>(image.width) * image.height;
+  image.stats.samples = image.stats.pixels * samples;
+  image.stats.peak_memory_bytes = peak_memory_bytes();
 
   ShadingState exit;
   exit.sample.scene = &scene;

@@ -8,24 +8,46 @@
 #include <vector>
 
 #include "renderer_core.h"
+#include "shading.h"
 
 namespace tavo::host {
 
 class Scene;
+
+// How a render shows its progress on standard error: a bar redrawn in place
+// (for a terminal), a line at each tenth (for a log), or not at all.
+enum class ProgressStyle { Off, Bar, Lines };
 
 struct RenderSettings {
   int width = 0;    // 0: the camera's resolution
   int height = 0;
   int samples = 1;  // per pixel, on a fixed stratified grid (so any thread count gives the same image)
   int threads = 0;  // 0: every core
-  bool progress = false;  // a progress bar on standard error
+  ProgressStyle progress = ProgressStyle::Off;
+};
+
+// What a render did and what it cost.
+struct RenderStats {
+  double wall_seconds = 0;
+  double cpu_seconds = 0;  // of the whole process, every thread
+  int threads = 0;
+  long long pixels = 0;
+  long long samples = 0;  // camera samples
+  Sample::RayCounts rays;
+  long long peak_memory_bytes = 0;  // the process's peak resident size
 };
 
 struct RenderedImage {
   int width = 0;
   int height = 0;
+  int samples_per_pixel = 1;
   std::vector<float> rgba;  // linear, rows top first
+  RenderStats stats;
 };
+
+// The stats as one line for a person, and as a JSON document.
+std::string stats_line(const RenderedImage &image);
+std::string stats_json(const RenderedImage &image);
 
 // Inits every instance in `instances` (a scene file's, in order), renders the
 // scene and runs every exit. Raises Error for settings it cannot honour.
