@@ -8,6 +8,7 @@
 #include "scene.h"
 #include "scene_file.h"
 #include "values.h"
+#include "work_limits.h"
 
 namespace fs = std::filesystem;
 using namespace tavo::host;
@@ -26,14 +27,21 @@ int run_render(const RenderOptions &options, const fs::path &library_dir) {
     } catch (const Error &) {
       throw UsageError("expected --resolution W,H with two integers, found '" + options.resolution + "'");
     }
-    if (settings.width <= 0 || settings.height <= 0)
-      throw UsageError("--resolution needs a positive width and height, found '" + options.resolution + "'");
+    try {
+      check_resolution(settings.width, settings.height);
+    } catch (const Error &e) {
+      throw UsageError(std::string("--resolution: ") + e.what());
+    }
   }
   if (options.samples < 1 || options.samples > 1024)
     throw UsageError("--samples must lie in 1..1024, found " + std::to_string(options.samples));
   if (options.threads < 0) throw UsageError("--threads must not be negative, found " + std::to_string(options.threads));
-  if (fs::path(options.output).extension().empty())
-    throw UsageError("cannot tell the image format of '" + options.output + "': give it an extension (.png, .exr)");
+  // The output must be writable before any work is done for it.
+  try {
+    check_output(options.output);
+  } catch (const FormatError &e) {
+    throw UsageError(e.what());
+  }
   settings.samples = options.samples;
   settings.threads = options.threads;
   // A bar redrawn in place only where a person watches; a log gets a line a tenth.

@@ -13,6 +13,7 @@
 #include "platform.h"
 #include "renderer_core.h"
 #include "report.h"
+#include "work_limits.h"
 
 namespace fs = std::filesystem;
 using namespace tavo::host;
@@ -65,7 +66,8 @@ int main(int argc, char **argv) {
       ->required();
   rd->add_option("--resolution", render_options.resolution, "W,H (default: the camera's)");
   rd->add_option("--samples", render_options.samples, "samples per pixel (default 1)");
-  rd->add_option("--threads", render_options.threads, "rendering threads (default: every core)");
+  rd->add_option("--threads", render_options.threads, "rendering threads (default: every core)")
+      ->check(CLI::Range(1, kMaxThreads));
   rd->add_flag("--quiet", render_options.quiet, "no progress and no statistics line");
   rd->add_flag("--stats", render_options.stats, "print the statistics line even when quiet");
   rd->add_flag("--json", render_options.json, "with --stats: the statistics as JSON on standard output");
@@ -142,6 +144,12 @@ int main(int argc, char **argv) {
     std::fprintf(stderr, "tavo: %s\n", e.what());
     return 2;
   } catch (const Error &e) {
+    std::fprintf(stderr, "tavo: %s\n", e.what());
+    return 1;
+  } catch (const std::bad_alloc &) {
+    std::fputs("tavo: not enough memory\n", stderr);
+    return 1;
+  } catch (const std::exception &e) {  // a failure nothing above foresaw still ends in one line, not a core dump
     std::fprintf(stderr, "tavo: %s\n", e.what());
     return 1;
   }

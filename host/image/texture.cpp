@@ -2,10 +2,15 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <new>
 
 #include "declarations.h"
-#include "platform.h"
+#include "files.h"
+#include "image_module.h"
+#include "values.h"
 
 namespace tavo::host {
 
@@ -36,37 +41,46 @@ miColor add_scaled(miColor acc, const miColor &c, double w) {
 
 // Averages src into width x height texels; each output texel takes the area-weighted
 // mean of the source texels it covers, so every level keeps the image's mean.
+// Row by row: the only scratch is one row of the output's width.
 Image::Level downsample(const Image::Level &src, int width, int height) {
-  const auto resample = [](int from, int to, auto &&visit) {
+  struct Tap {
+    int out, in;
+    double weight;
+  };
+  const auto taps = [](int from, int to) {
+    std::vector<Tap> out;
     const double span = static_cast<double>(from) / to;
     for (int o = 0; o < to; ++o) {
       const double lo = o * span;
       const double hi = lo + span;
       for (int k = static_cast<int>(std::floor(lo)); k < from && k < hi; ++k) {
         const double overlap = std::min<double>(hi, k + 1) - std::max<double>(lo, k);
-        if (overlap > 0) visit(o, k, overlap / span);
+        if (overlap > 0) out.push_back({o, k, overlap / span});
       }
     }
+    return out;
   };
-  Image::Level across;
-  across.width = width;
-  across.height = src.height;
-  across.texels.assign(static_cast<std::size_t>(width) * src.height, miColor{0, 0, 0, 0});
-  for (int j = 0; j < src.height; ++j)
-    resample(src.width, width, [&](int o, int k, double w) {
-      miColor &t = across.texels[static_cast<std::size_t>(j) * width + o];
-      t = add_scaled(t, src.texels[static_cast<std::size_t>(j) * src.width + k], w);
-    });
+  const std::vector<Tap> across = taps(src.width, width), down = taps(src.height, height);
   Image::Level out;
   out.width = width;
   out.height = height;
   out.texels.assign(static_cast<std::size_t>(width) * height, miColor{0, 0, 0, 0});
-  for (int i = 0; i < width; ++i)
-    resample(src.height, height, [&](int o, int k, double w) {
-      miColor &t = out.texels[static_cast<std::size_t>(o) * width + i];
-      t = add_scaled(t, across.texels[static_cast<std::size_t>(k) * width + i], w);
-    });
+  std::vector<miColor> row(static_cast<std::size_t>(width));
+  for (const Tap &v : down) {
+    std::fill(row.begin(), row.end(), miColor{0, 0, 0, 0});
+    const miColor *in = &src.texels[static_cast<std::size_t>(v.in) * src.width];
+    for (const Tap &h : across) row[h.out] = add_scaled(row[h.out], in[h.in], h.weight);
+    miColor *dest = &out.texels[static_cast<std::size_t>(v.out) * width];
+    for (int i = 0; i < width; ++i) dest[i] = add_scaled(dest[i], row[i], v.weight);
+  }
   return out;
+}
+
+// A texel whose first `channels` components hold what the file gave, as RGBA.
+void expand(miColor &c, int channels) {
+  if (channels == 1) c = {c.r, c.r, c.r, 1.0f};
+  else if (channels == 2) c = {c.r, c.r, c.r, c.g};
+  else if (channels == 3) c.a = 1.0f;
 }
 
 }  // namespace
@@ -87,13 +101,17 @@ Image::Image(std::string name, int width, int height, int channels, const std::v
   for (int row = 0; row < height; ++row) {
     const int j = height - 1 - row;  // files store the top row first
     for (int i = 0; i < width; ++i) {
-      const float *p = &rows[(static_cast<std::size_t>(row) * width + i) * channels];
-      miColor c{p[0], p[0], p[0], 1.0f};
-      if (channels == 2) c.a = p[1];
-      if (channels >= 3) c = {p[0], p[1], p[2], channels == 4 ? p[3] : 1.0f};
-      base.texels[static_cast<std::size_t>(j) * width + i] = c;
+      miColor &c = base.texels[static_cast<std::size_t>(j) * width + i];
+      std::copy_n(&rows[(static_cast<std::size_t>(row) * width + i) * channels], channels, &c.r);
+      expand(c, channels);
     }
   }
+  *this = Image(name_, std::move(base));
+}
+
+Image::Image(std::string name, Level base) : name_(std::move(name)) {
+  if (base.width <= 0 || base.height <= 0 || base.texels.size() != static_cast<std::size_t>(base.width) * base.height)
+    throw Error(name_ + ": an image needs a positive size and a texel for each place");
   levels_.push_back(std::move(base));
   while (levels_.back().width > 1 || levels_.back().height > 1) {
     const Level &last = levels_.back();
@@ -227,68 +245,173 @@ bool Image::filtered(const miTexfilter &settings, double cx, double cy, double a
 
 namespace {
 
-// The image-file module (imageio/imageio.cpp), loaded on first use from the
-// folder this library lives in.
+// The image-file module's entry points (imageio.cpp), found on first use.
 struct ImageIO {
-  using Read = int (*)(const char *, int *, int *, int *, float **, char *, std::size_t);
-  using Free = void (*)(float *);
-  using Write = int (*)(const char *, int, int, const float *, char *, std::size_t);
+  using Open = void *(*)(const char *, long long, int *, int *, int *, char *, std::size_t);
+  using Read = int (*)(void *, int, float *, char *, std::size_t);
+  using Close = void (*)(void *);
+  using Channels = int (*)(const char *, int, char *, std::size_t);
+  using Encode = int (*)(const char *, int, int, int, const float *, void **, const unsigned char **, std::size_t *,
+                         char *, std::size_t);
+  using Free = void (*)(void *);
+  Open open = nullptr;
   Read read = nullptr;
+  Close close = nullptr;
+  Channels channels = nullptr;
+  Encode encode = nullptr;
   Free free = nullptr;
-  Write write = nullptr;
   std::string error;
 };
 
-void module_anchor() {}
-
-const ImageIO &image_io() {
+const ImageIO &image_io(const std::string &failure) {
   static const ImageIO io = [] {
     ImageIO loaded;
-    const std::string name = std::string("tavoimageio") + platform::kModuleSuffix;
-    std::filesystem::path path = name;
-    const std::string here = platform::module_file(reinterpret_cast<const void *>(&module_anchor));
-    if (!here.empty()) path = std::filesystem::path(here).parent_path() / name;
-    std::string why;
-    void *handle = platform::load_module(path.string(), why);
-    if (!handle) {
-      loaded.error = "cannot load the image module " + path.string() + ": " + why;
-      return loaded;
+    try {
+      loaded.open = image_module_function<ImageIO::Open>("tavo_image_open");
+      loaded.read = image_module_function<ImageIO::Read>("tavo_image_read");
+      loaded.close = image_module_function<ImageIO::Close>("tavo_image_close");
+      loaded.channels = image_module_function<ImageIO::Channels>("tavo_image_channels");
+      loaded.encode = image_module_function<ImageIO::Encode>("tavo_image_encode");
+      loaded.free = image_module_function<ImageIO::Free>("tavo_image_free");
+    } catch (const Error &e) {
+      loaded.error = e.what();
     }
-    loaded.read = reinterpret_cast<ImageIO::Read>(platform::find_symbol(handle, "tavo_image_read"));
-    loaded.free = reinterpret_cast<ImageIO::Free>(platform::find_symbol(handle, "tavo_image_free"));
-    loaded.write = reinterpret_cast<ImageIO::Write>(platform::find_symbol(handle, "tavo_image_write"));
-    if (!loaded.read || !loaded.free || !loaded.write) loaded.error = path.string() + " lacks its entry points";
     return loaded;
   }();
+  if (!io.error.empty()) throw Error(failure + io.error);
   return io;
 }
 
+// A limit from the environment: a positive integer, or the default.
+long long environment_limit(const char *name, long long fallback) {
+  const char *text = std::getenv(name);
+  if (!text || !*text) return fallback;
+  try {
+    const int value = parse_integer(text);
+    if (value > 0) return value;
+  } catch (const Error &) {
+  }
+  throw Error(std::string(name) + ": expected a positive integer, found '" + text + "'");
+}
+
+// The header of an image the module has open: the file stays open while it lives.
+struct OpenImage {
+  const ImageIO &io;
+  void *handle;
+  ~OpenImage() { io.close(handle); }
+};
+
 }  // namespace
+
+TextureLimits texture_limits() {
+  TextureLimits limits;
+  limits.max_side = environment_limit("TAVO_TEXTURE_MAX_SIDE", limits.max_side);
+  limits.max_bytes =
+      static_cast<std::uintmax_t>(environment_limit("TAVO_TEXTURE_MAX_MB", static_cast<long long>(limits.max_bytes >> 20)))
+      << 20;
+  return limits;
+}
+
+std::uintmax_t texture_bytes(long long width, long long height) {
+  std::uintmax_t texels = 0;
+  for (;;) {
+    texels += static_cast<std::uintmax_t>(width) * static_cast<std::uintmax_t>(height);
+    if (width == 1 && height == 1) break;
+    width = std::max(1LL, width / 2), height = std::max(1LL, height / 2);
+  }
+  return texels * sizeof(miColor);
+}
 
 Image read_image(const std::string &path, const std::string &name) {
   const std::string failure = "cannot read the image \"" + path + "\": ";
-  const ImageIO &io = image_io();
-  if (!io.error.empty()) throw Error(failure + io.error);
+  const TextureLimits limits = texture_limits();
+  regular_file_size(path, "image", limits.max_bytes);
+  const ImageIO &io = image_io(failure);
   int width = 0, height = 0, channels = 0;
-  float *pixels = nullptr;
   char error[512] = "";
-  if (!io.read(path.c_str(), &width, &height, &channels, &pixels, error, sizeof error))
-    throw Error(failure + (error[0] ? error : "unknown error"));
-  const std::vector<float> rows(pixels, pixels + static_cast<std::size_t>(width) * height * channels);
-  io.free(pixels);
-  return Image(name, width, height, channels, rows);
+  void *handle = io.open(path.c_str(), static_cast<long long>(limits.max_bytes >> 20), &width, &height, &channels,
+                         error, sizeof error);
+  if (!handle) throw Error(failure + error);
+  const OpenImage image{io, handle};
+  const std::string size = std::to_string(width) + "x" + std::to_string(height);
+  if (width > limits.max_side || height > limits.max_side)
+    throw Error(failure + "its size " + size + " is over the limit of " + std::to_string(limits.max_side) +
+                " texels a side (TAVO_TEXTURE_MAX_SIDE)");
+  const std::uintmax_t bytes = texture_bytes(width, height);
+  if (bytes > limits.max_bytes)
+    throw Error(failure + "a texture of " + size + " takes " + format_bytes((bytes + (1 << 20) - 1) >> 20 << 20) +
+                ", over the limit of " + format_bytes(limits.max_bytes) + " (TAVO_TEXTURE_MAX_MB)");
+
+  // The file's channels go straight into the texels of level 0, four floats
+  // apart: no other copy of the pixels is ever made.
+  Image::Level base;
+  base.width = width;
+  base.height = height;
+  try {
+    base.texels.resize(static_cast<std::size_t>(width) * height);
+  } catch (const std::bad_alloc &) {
+    throw Error(failure + "not enough memory for " + size + " texels");
+  }
+  if (!io.read(handle, channels, &base.texels.front().r, error, sizeof error)) throw Error(failure + error);
+  for (int j = 0; j < height / 2; ++j)  // files store the top row first
+    std::swap_ranges(base.texels.begin() + static_cast<std::ptrdiff_t>(j) * width,
+                     base.texels.begin() + static_cast<std::ptrdiff_t>(j + 1) * width,
+                     base.texels.begin() + static_cast<std::ptrdiff_t>(height - 1 - j) * width);
+  for (miColor &c : base.texels) expand(c, channels);
+  try {
+    return Image(name, std::move(base));
+  } catch (const std::bad_alloc &) {
+    throw Error(failure + "not enough memory for the mip levels of " + size + " texels");
+  }
 }
 
-void write_image(const std::string &path, int width, int height, const std::vector<float> &rgba) {
+int check_image_output(const std::string &path, int channels) {
   const std::string failure = "cannot write the image \"" + path + "\": ";
-  const ImageIO &io = image_io();
-  if (!io.error.empty()) throw Error(failure + io.error);
-  if (width <= 0 || height <= 0 || rgba.size() != static_cast<std::size_t>(width) * height * 4)
-    throw Error(failure + "the pixels do not make a " + std::to_string(width) + "x" + std::to_string(height) +
-                " RGBA image");
+  const ImageIO &io = image_io(failure);
   char error[512] = "";
-  if (!io.write(path.c_str(), width, height, rgba.data(), error, sizeof error))
-    throw Error(failure + (error[0] ? error : "unknown error"));
+  const int held = io.channels(path.c_str(), channels, error, sizeof error);
+  if (!held) throw FormatError(failure + error);
+  OutputFile::check_writable(path, "image");
+  return held;
+}
+
+void write_image(const std::string &path, int width, int height, int channels, const std::vector<float> &pixels) {
+  const std::string failure = "cannot write the image \"" + path + "\": ";
+  if (width <= 0 || height <= 0 || (channels != 3 && channels != 4) ||
+      pixels.size() != static_cast<std::size_t>(width) * height * channels)
+    throw Error(failure + "the pixels do not make a " + std::to_string(width) + "x" + std::to_string(height) +
+                " image of " + std::to_string(channels) + " channels");
+  const ImageIO &io = image_io(failure);
+  char error[512] = "";
+  if (io.channels(path.c_str(), channels, error, sizeof error) != channels) {
+    if (!error[0]) std::snprintf(error, sizeof error, "the format cannot hold %d channels", channels);
+    throw Error(failure + error);
+  }
+  OutputFile file(path, "image");
+  void *encoded = nullptr;
+  const unsigned char *bytes = nullptr;
+  std::size_t size = 0;
+  if (!io.encode(path.c_str(), width, height, channels, pixels.data(), &encoded, &bytes, &size, error, sizeof error))
+    throw Error(failure + error);
+  const std::unique_ptr<void, void (*)(void *)> owned(encoded, io.free);
+  file.write(bytes, size);
+  // What reaches the disk must read back as an image of the size written.
+  struct Expected {
+    const ImageIO &io;
+    int width, height;
+  } expected{io, width, height};
+  file.commit(
+      [](const std::string &temporary, void *context) {
+        const Expected &e = *static_cast<const Expected *>(context);
+        int w = 0, h = 0, c = 0;
+        char why[512] = "";
+        void *handle = e.io.open(temporary.c_str(), 0, &w, &h, &c, why, sizeof why);
+        if (!handle) throw Error(std::string("the written file does not read back: ") + why);
+        e.io.close(handle);
+        if (w != e.width || h != e.height)
+          throw Error("the written file reads back as " + std::to_string(w) + "x" + std::to_string(h));
+      },
+      &expected);
 }
 
 }  // namespace tavo::host

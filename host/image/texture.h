@@ -6,9 +6,11 @@
 // ((i + 0.5) / width, (j + 0.5) / height), j counted from the bottom row.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
+#include "declarations.h"
 #include "frame/renderer.h"
 
 // The image record that mi_db_access hands out is this host's Image.
@@ -28,6 +30,8 @@ class Image : public miImg_image {
   // rows: top row first, as image files store them; 1 to 4 channels per texel
   // (grey, grey and alpha, RGB, RGBA; alpha 1 when absent).
   Image(std::string name, int width, int height, int channels, const std::vector<float> &rows);
+  // Takes the texels of level 0 as they are and adds the mip levels.
+  Image(std::string name, Level base);
 
   const std::string &name() const { return name_; }
   int width() const { return levels_.front().width; }
@@ -54,10 +58,40 @@ class Image : public miImg_image {
   std::vector<Level> levels_;
 };
 
-// Reads an image file; raises Error naming the file when it cannot.
+// What one texture may cost, checked from the file's header before anything
+// is decoded: texels along either side, and bytes in memory with its mip
+// levels (the file itself may not be larger either). The environment
+// overrides the defaults: TAVO_TEXTURE_MAX_SIDE, TAVO_TEXTURE_MAX_MB.
+struct TextureLimits {
+  long long max_side = 65536;
+  std::uintmax_t max_bytes = std::uintmax_t{2048} << 20;
+};
+// Raises Error for a malformed value in the environment.
+TextureLimits texture_limits();
+// The bytes a texture of width x height takes with its mip levels.
+std::uintmax_t texture_bytes(long long width, long long height);
+
+// Reads an image file within texture_limits(); raises Error naming the file
+// and the reason when it cannot.
 Image read_image(const std::string &path, const std::string &name);
 
-// Writes RGBA rows (top row first) to a file whose extension picks the format.
-void write_image(const std::string &path, int width, int height, const std::vector<float> &rgba);
+// A file name whose extension names no format that can be written.
+struct FormatError : Error {
+  using Error::Error;
+};
+
+// How many of `channels` channels (3 or 4, RGB then alpha) a file of the
+// format that `path`'s extension picks can hold: 3 when it has no alpha.
+// Raises FormatError "cannot write the image "PATH": ..." when no writer
+// handles the extension, Error when the file cannot be written there
+// (files.h, OutputFile).
+int check_image_output(const std::string &path, int channels);
+
+// Writes rows (top row first) of `channels` floats a texel (3 or 4) to a file
+// whose extension picks the format, whole or not at all (OutputFile).
+void write_image(const std::string &path, int width, int height, int channels, const std::vector<float> &pixels);
+inline void write_image(const std::string &path, int width, int height, const std::vector<float> &rgba) {
+  write_image(path, width, height, 4, rgba);
+}
 
 }  // namespace tavo::host

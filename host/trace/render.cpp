@@ -20,6 +20,7 @@
 #include "scene.h"
 #include "shading.h"
 #include "texture.h"
+#include "work_limits.h"
 
 namespace tavo::host {
 
@@ -168,21 +169,20 @@ float srgb_encode(float linear) {
 }
 
 RenderedImage render(Scene &scene, const std::vector<miTag> &instances, const RenderSettings &settings) {
-  if (settings.width < 0 || settings.height < 0 || (settings.width == 0) != (settings.height == 0))
-    throw Error("a resolution needs a positive width and height");
   if (settings.samples < 1 || settings.samples > 1024)
     throw Error("samples per pixel must lie in 1..1024, found " + std::to_string(settings.samples));
-  if (settings.threads < 0) throw Error("threads must not be negative, found " + std::to_string(settings.threads));
-  if (settings.width > 0) {
-    if (static_cast<long long>(settings.width) * settings.height > (1LL << 26))
-      throw Error("a resolution of " + std::to_string(settings.width) + "x" + std::to_string(settings.height) +
-                  " is too large");
+  if (settings.threads < 0 || settings.threads > kMaxThreads)
+    throw Error("threads must lie in 1.." + std::to_string(kMaxThreads) + " (0: every core), found " +
+                std::to_string(settings.threads));
+  if (settings.width != 0 || settings.height != 0) {
+    check_resolution(settings.width, settings.height);
     // keep the camera's aspect: only the pixel count changes
     scene.camera.intrinsics.x_resolution = settings.width;
     scene.camera.intrinsics.y_resolution = settings.height;
   }
   Renderer &renderer = Renderer::get();
   const miCamera &camera = scene.camera.intrinsics;
+  check_resolution(camera.x_resolution, camera.y_resolution);
   RenderedImage image;
   image.width = camera.x_resolution;
   image.height = camera.y_resolution;
@@ -261,37 +261,24 @@ RenderedImage render(Scene &scene, const std::vector<miTag> &instances, const Re
   return image;
 }
 
+int check_output(const std::string &path) {
+  if (std::filesystem::path(path).extension().empty())
+    throw FormatError("cannot tell the format of \"" + path + "\": give it an extension (.png, .exr, ...)");
+  return check_image_output(path, 4);
+}
+
 void save_image(const std::string &path, const RenderedImage &image) {
-  namespace fs = std::filesystem;
-  const fs::path target(path);
-  std::string ext = target.extension().string();
+  const int channels = check_output(path);
+  std::string ext = std::filesystem::path(path).extension().string();
   std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return std::tolower(c); });
-  if (ext.empty()) throw Error("cannot tell the format of \"" + path + "\": give it an extension (.png, .exr, ...)");
   // float formats keep linear values; everything else is 8 or 16 bits for display
   const bool linear = ext == ".exr" || ext == ".hdr" || ext == ".pfm";
-  std::vector<float> pixels = image.rgba;
-  if (!linear) {
-    for (std::size_t i = 0; i < pixels.size(); i += 4) {
-      for (int k = 0; k < 3; ++k) pixels[i + k] = srgb_encode(pixels[i + k]);
-      pixels[i + 3] = std::clamp(pixels[i + 3], 0.0f, 1.0f);
-    }
+  std::vector<float> pixels(image.rgba.size() / 4 * channels);
+  for (std::size_t i = 0, o = 0; i < image.rgba.size(); i += 4, o += channels) {
+    for (int k = 0; k < 3; ++k) pixels[o + k] = linear ? image.rgba[i + k] : srgb_encode(image.rgba[i + k]);
+    if (channels == 4) pixels[o + 3] = linear ? image.rgba[i + 3] : std::clamp(image.rgba[i + 3], 0.0f, 1.0f);
   }
-  // same folder, same extension (it picks the format), a name nobody else uses
-  fs::path partial = target;
-  partial.replace_filename("." + target.stem().string() + ".partial-" + std::to_string(getpid()) + ext);
-  try {
-    write_image(partial.string(), image.width, image.height, pixels);
-  } catch (...) {
-    std::error_code ec;
-    fs::remove(partial, ec);
-    throw;
-  }
-  std::error_code ec;
-  fs::rename(partial, target, ec);
-  if (ec) {
-    fs::remove(partial, ec);
-    throw Error("cannot write the image \"" + path + "\": " + ec.message());
-  }
+  write_image(path, image.width, image.height, channels, pixels);
 }
 
 }  // namespace tavo::host

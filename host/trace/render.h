@@ -9,6 +9,7 @@
 
 #include "renderer_core.h"
 #include "shading.h"
+#include "texture.h"
 
 namespace tavo::host {
 
@@ -53,9 +54,16 @@ std::string stats_json(const RenderedImage &image);
 // scene and runs every exit. Raises Error for settings it cannot honour.
 RenderedImage render(Scene &scene, const std::vector<miTag> &instances, const RenderSettings &settings);
 
+// Checks, before any work, that save_image can write `path`: a format
+// OpenImageIO writes, in a folder that exists and takes files. Returns the
+// channels the file will have (3 where the format has no alpha); raises
+// FormatError for a name that gives no such format, Error naming the path
+// when it cannot be written.
+int check_output(const std::string &path);
+
 // Writes the image by the file's extension: `.png` (and the other 8-bit
-// formats) converted to sRGB, `.exr` as linear floats. The file appears whole
-// or not at all: it is written beside its final name and renamed into place.
+// formats) converted to sRGB, `.exr` as linear floats, without alpha where
+// the format has none. The file appears whole or not at all (files.h, OutputFile).
 void save_image(const std::string &path, const RenderedImage &image);
 
 // The sRGB encoding of a linear value, clamped to [0, 1].

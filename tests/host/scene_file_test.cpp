@@ -138,11 +138,11 @@ TEST_F(SceneFiles, MalformedFilesNameTheFileTheLineAndWhatWasExpected) {
       {"object \"o\" end object", "scene.mi:1: object \"o\" needs a shape: sphere, plane, box or mesh"},
       {"object \"o\" plane u 1 0 0 v 2 0 0 end object",
        "scene.mi:1: object \"o\": a parallelogram needs two edges that are not parallel"},
-      {"color texture \"t\" \"missing.png\"", "scene.mi:1: cannot read the image \"missing.png\": no such file"},
-      {"object \"m\" mesh \"missing.obj\" end object", "scene.mi:1: object \"m\": missing.obj: cannot open the mesh file"},
+      {"color texture \"t\" \"missing.png\"", "scene.mi:1: cannot read the image \"missing.png\": No such file or directory"},
+      {"object \"m\" mesh \"missing.obj\" end object", "scene.mi:1: object \"m\": cannot read the mesh file \"missing.obj\": No such file or directory"},
       {"camera \"a\" end camera\ncamera \"b\" end camera", "scene.mi:2: a scene has one camera; the first is at scene.mi:1"},
       {"camera \"a\" up 0 0 -1 end camera", "scene.mi:1: the camera needs a direction and an up vector that are not parallel"},
-      {"camera \"a\" resolution 0 10 end camera", "scene.mi:1: the resolution must be at least 1 by 1"},
+      {"camera \"a\" resolution 0 10 end camera", "scene.mi:1: a resolution needs a positive width and height, found 0x10"},
       {"light \"k\" end light\ncamera \"a\" lens = \"k\" end camera",
        "scene.mi:2: expected a shader, but \"k\" is a light (defined at scene.mi:1)"},
       {"light \"p\" area u 1 0 0 v 2 0 0 end light",
@@ -156,7 +156,7 @@ TEST_F(SceneFiles, MalformedFilesNameTheFileTheLineAndWhatWasExpected) {
        "blurred_reflection_multiplier, blurred_refraction_multiplier, area_shadow_samples)"},
       {"shader \"a\" \"tavo_host_constant\" ( \"color\" 1 1 1 )\nmaterial \"m\" = \"a\" \"x\"",
        "scene.mi:2: expected 'end', found \"x\""},
-      {"$include \"nothere.mi\"", "scene.mi:1: cannot open \"nothere.mi\""},
+      {"$include \"nothere.mi\"", "scene.mi:1: cannot read the included file \"nothere.mi\": No such file or directory"},
       {"shader \"a\" \"tavo_host_constant\" ( \"color\" 1 1 1 )\n\"oops", "scene.mi:2: unterminated string"},
   };
   for (const auto &[text, error] : cases) {

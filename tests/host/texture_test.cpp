@@ -205,7 +205,7 @@ TEST_F(Textures, ImagesComeFromFilesAndTheirRecordsTellTheirSize) {
     host::read_image("/nonexistent/wood.png", "wood");
     ADD_FAILURE() << "a missing image was read";
   } catch (const host::Error &e) {
-    EXPECT_EQ(std::string(e.what()), "cannot read the image \"/nonexistent/wood.png\": no such file");
+    EXPECT_EQ(std::string(e.what()), "cannot read the image \"/nonexistent/wood.png\": No such file or directory");
   }
 }
 
