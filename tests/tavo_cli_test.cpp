@@ -205,7 +205,7 @@ TEST(TavoEvalBatch, ReadsStandardInputAndRefusesAMissingFile) {
   EXPECT_EQ(r.out, as_one_line(tavo("eval tavo_Utility_bool_to_int value=on").out) + "\n");
   const ToolRun missing = tavo("eval --batch /nonexistent/batch.txt");
   EXPECT_EQ(missing.status, 2);
-  EXPECT_EQ(missing.err, "tavo: cannot read the batch file '/nonexistent/batch.txt'\n");
+  EXPECT_EQ(missing.err, "tavo: cannot read the batch file '/nonexistent/batch.txt': No such file or directory\n");
   const ToolRun both = tavo("eval tavo_decal --batch -");
   EXPECT_EQ(both.status, 2);
 }

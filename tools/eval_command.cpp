@@ -2,7 +2,9 @@
 // parameters given on the command line or for a shader instance of a scene
 // file at the point the camera sees through a pixel; and --batch, many such
 // evaluations in one process, one JSON document a line.
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <map>
@@ -362,17 +364,34 @@ std::string evaluate(const EvalOptions &options, const fs::path &library_dir) {
   return evaluate_shader(options);
 }
 
+// The longest line a batch may have: an endless one (a device, a runaway
+// generator) ends the batch instead of filling the memory.
+constexpr std::size_t kMaxBatchLine = std::size_t{1} << 20;
+
+// The next line of `in` without its end; false at the end of the input.
+bool read_line(std::istream &in, std::string &line, const std::string &source, long number) {
+  line.clear();
+  for (int c; (c = in.get()) != std::char_traits<char>::eof();) {
+    if (c == '\n') return true;
+    if (line.size() == kMaxBatchLine)
+      throw UsageError("line " + std::to_string(number) + " of the batch file '" + source + "' is longer than 1 MiB");
+    line.push_back(static_cast<char>(c));
+  }
+  return !line.empty();
+}
+
 int run_batch(const std::string &source, const fs::path &library) {
   std::ifstream file;
   std::istream *in = &std::cin;
   if (source != "-") {
+    errno = 0;
     file.open(source);
-    if (!file) throw UsageError("cannot read the batch file '" + source + "'");
+    if (!file) throw UsageError("cannot read the batch file '" + source + "': " + std::strerror(errno ? errno : EIO));
     in = &file;
   }
   int status = 0;
   long number = 0;
-  for (std::string line; std::getline(*in, line);) {
+  for (std::string line; read_line(*in, line, source, number + 1);) {
     ++number;
     std::string document;
     try {
@@ -400,7 +419,7 @@ int run_batch(const std::string &source, const fs::path &library) {
     std::fputs((document + "\n").c_str(), stdout);
     std::fflush(stdout);
   }
-  if (in->bad()) throw Error("cannot read the batch file '" + source + "'");
+  if (in->bad()) throw Error("cannot read the batch file '" + source + "': " + std::strerror(errno ? errno : EIO));
   return status;
 }
 
