@@ -56,7 +56,7 @@ int run_render(const RenderOptions &options, const fs::path &library_dir) {
   const RenderedImage image = render(*loaded.scene, loaded.instances, settings);
   for (const Message &m : renderer.messages())
     if (m.level == "error") std::fprintf(stderr, "tavo: %s: %s\n", m.level.c_str(), m.text.c_str());
-  save_image(options.output, image);
+  save_image(options.output, image, render_attributes(image, std::string("tavo ") + TAVO_VERSION));
   if (options.stats && options.json) std::fputs(stats_json(image).c_str(), stdout);
   else if (options.stats || !options.quiet) std::fprintf(stderr, "%s\n", stats_line(image).c_str());
   return 0;

@@ -103,12 +103,13 @@ TAVO_EXPORT int tavo_image_channels(const char *path, int channels, char *error,
 }
 
 // Encodes rows (top first) of `channels` floats a pixel in the format that
-// `path`'s extension picks, in memory: *encoded holds the bytes (release it
+// `path`'s extension picks, with `attribute_count` name/value pairs of text
+// metadata, in memory: *encoded holds the bytes (release it
 // with tavo_image_free), *bytes and *size tell where they are. Nothing is
 // written to any file.
 TAVO_EXPORT int tavo_image_encode(const char *path, int width, int height, int channels, const float *pixels,
-                                  void **encoded, const unsigned char **bytes, std::size_t *size, char *error,
-                                  std::size_t error_size) {
+                                  const char *const *attributes, int attribute_count, void **encoded,
+                                  const unsigned char **bytes, std::size_t *size, char *error, std::size_t error_size) {
   try {
     auto output = OIIO::ImageOutput::create(path);
     if (!output) return fail_with(error, error_size, OIIO::geterror());
@@ -116,6 +117,8 @@ TAVO_EXPORT int tavo_image_encode(const char *path, int width, int height, int c
     OIIO::Filesystem::IOVecOutput memory(*buffer);
     if (!output->set_ioproxy(&memory)) return fail_with(error, error_size, why(*output));
     OIIO::ImageSpec spec(width, height, channels, OIIO::TypeDesc::FLOAT);
+    // name, value, name, value, ...: text the file format keeps as metadata
+    for (int i = 0; i + 1 < 2 * attribute_count; i += 2) spec.attribute(attributes[i], attributes[i + 1]);
     if (!output->open(path, spec) || !output->write_image(OIIO::TypeDesc::FLOAT, pixels) || !output->close())
       return fail_with(error, error_size, why(*output));
     *bytes = buffer->data(), *size = buffer->size();

@@ -251,8 +251,8 @@ struct ImageIO {
   using Read = int (*)(void *, int, float *, char *, std::size_t);
   using Close = void (*)(void *);
   using Channels = int (*)(const char *, int, char *, std::size_t);
-  using Encode = int (*)(const char *, int, int, int, const float *, void **, const unsigned char **, std::size_t *,
-                         char *, std::size_t);
+  using Encode = int (*)(const char *, int, int, int, const float *, const char *const *, int, void **,
+                        const unsigned char **, std::size_t *, char *, std::size_t);
   using Free = void (*)(void *);
   Open open = nullptr;
   Read read = nullptr;
@@ -375,7 +375,8 @@ int check_image_output(const std::string &path, int channels) {
   return held;
 }
 
-void write_image(const std::string &path, int width, int height, int channels, const std::vector<float> &pixels) {
+void write_image(const std::string &path, int width, int height, int channels, const std::vector<float> &pixels,
+                 const ImageAttributes &attributes) {
   const std::string failure = "cannot write the image \"" + path + "\": ";
   if (width <= 0 || height <= 0 || (channels != 3 && channels != 4) ||
       pixels.size() != static_cast<std::size_t>(width) * height * channels)
@@ -391,7 +392,10 @@ void write_image(const std::string &path, int width, int height, int channels, c
   void *encoded = nullptr;
   const unsigned char *bytes = nullptr;
   std::size_t size = 0;
-  if (!io.encode(path.c_str(), width, height, channels, pixels.data(), &encoded, &bytes, &size, error, sizeof error))
+  std::vector<const char *> text;
+  for (const auto &[name, value] : attributes) text.push_back(name.c_str()), text.push_back(value.c_str());
+  if (!io.encode(path.c_str(), width, height, channels, pixels.data(), text.data(), static_cast<int>(attributes.size()),
+                 &encoded, &bytes, &size, error, sizeof error))
     throw Error(failure + error);
   const std::unique_ptr<void, void (*)(void *)> owned(encoded, io.free);
   file.write(bytes, size);

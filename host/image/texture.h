@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "declarations.h"
@@ -87,9 +88,14 @@ struct FormatError : Error {
 // (files.h, OutputFile).
 int check_image_output(const std::string &path, int channels);
 
+// Text metadata of an image file, name and value: "Software", ...
+using ImageAttributes = std::vector<std::pair<std::string, std::string>>;
+
 // Writes rows (top row first) of `channels` floats a texel (3 or 4) to a file
-// whose extension picks the format, whole or not at all (OutputFile).
-void write_image(const std::string &path, int width, int height, int channels, const std::vector<float> &pixels);
+// whose extension picks the format, whole or not at all (OutputFile), with
+// the attributes as the format's metadata.
+void write_image(const std::string &path, int width, int height, int channels, const std::vector<float> &pixels,
+                 const ImageAttributes &attributes = {});
 inline void write_image(const std::string &path, int width, int height, const std::vector<float> &rgba) {
   write_image(path, width, height, 4, rgba);
 }

@@ -143,6 +143,15 @@ std::string stats_line(const RenderedImage &image) {
   return text;
 }
 
+ImageAttributes render_attributes(const RenderedImage &image, const std::string &software) {
+  char seconds[32];
+  std::snprintf(seconds, sizeof seconds, "%.3f", image.stats.wall_seconds);
+  return {{"Software", software},
+          {"tavo:render_seconds", seconds},
+          {"tavo:samples_per_pixel", std::to_string(image.samples_per_pixel)},
+          {"tavo:statistics", stats_line(image)}};
+}
+
 std::string stats_json(const RenderedImage &image) {
   const RenderStats &s = image.stats;
   const double wall = std::max(s.wall_seconds, 1e-9);
@@ -267,7 +276,7 @@ int check_output(const std::string &path) {
   return check_image_output(path, 4);
 }
 
-void save_image(const std::string &path, const RenderedImage &image) {
+void save_image(const std::string &path, const RenderedImage &image, const ImageAttributes &attributes) {
   const int channels = check_output(path);
   std::string ext = std::filesystem::path(path).extension().string();
   std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return std::tolower(c); });
@@ -278,7 +287,7 @@ void save_image(const std::string &path, const RenderedImage &image) {
     for (int k = 0; k < 3; ++k) pixels[o + k] = linear ? image.rgba[i + k] : srgb_encode(image.rgba[i + k]);
     if (channels == 4) pixels[o + 3] = linear ? image.rgba[i + 3] : std::clamp(image.rgba[i + 3], 0.0f, 1.0f);
   }
-  write_image(path, image.width, image.height, channels, pixels);
+  write_image(path, image.width, image.height, channels, pixels, attributes);
 }
 
 }  // namespace tavo::host

@@ -10,6 +10,7 @@
 #include "renderer_core.h"
 #include "shading.h"
 #include "texture.h"
+#include "texture.h"
 
 namespace tavo::host {
 
@@ -64,7 +65,11 @@ int check_output(const std::string &path);
 // Writes the image by the file's extension: `.png` (and the other 8-bit
 // formats) converted to sRGB, `.exr` as linear floats, without alpha where
 // the format has none. The file appears whole or not at all (files.h, OutputFile).
-void save_image(const std::string &path, const RenderedImage &image);
+void save_image(const std::string &path, const RenderedImage &image, const ImageAttributes &attributes = {});
+
+// What a render's file says of how it was made: the software, render time,
+// samples per pixel and the statistics.
+ImageAttributes render_attributes(const RenderedImage &image, const std::string &software);
 
 // The sRGB encoding of a linear value, clamped to [0, 1].
 float srgb_encode(float linear);

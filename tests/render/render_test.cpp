@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <string>
 
@@ -136,6 +137,29 @@ TEST(Render, DiffGivesTheVerdictsOfImageComparisonTools) {
   const std::string diff = (out.path / "diff.exr").string();
   EXPECT_EQ(run_tool("diff" + pair + " -o " + diff + " --scale 2 > /dev/null").status, 2);
   EXPECT_EQ(compare(diff, diff).max_error, 0.0);
+}
+
+// A render to a log: a line at each tenth and no carriage return, then the
+// statistics line; the file keeps how it was made in its metadata.
+TEST(Render, ALogGetsLinesAndTheFileItsMetadata) {
+  Folder out("report");
+  const std::string scene = (fs::path(TAVO_EXAMPLES) / "utilities.mi").string();
+  for (const char *name : {"image.png", "image.exr"}) {
+    SCOPED_TRACE(name);
+    const std::string file = (out.path / name).string();
+    const ToolRun run = run_tool("render " + scene + " -o " + file + " --resolution 64,48 --samples 2");
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.err.find('\r'), std::string::npos);
+    EXPECT_EQ(run.err.rfind("rendering: 10%\nrendering: 20%\n", 0), 0u) << run.err;
+    EXPECT_NE(run.err.find("\nrendered 64x48 at 2 samples per pixel in "), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find(": 6144 samples, "), std::string::npos) << run.err;
+    std::ifstream in(file, std::ios::binary);
+    const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    for (const char *text : {"Software", "tavo 1.0", "tavo:render_seconds", "tavo:samples_per_pixel"})
+      EXPECT_NE(bytes.find(text), std::string::npos) << text;
+  }
+  const ToolRun quiet = run_tool("render " + scene + " -o " + (out.path / "q.png").string() + " --quiet");
+  EXPECT_EQ(quiet.err, "");
 }
 
 TEST(Render, FailuresLeaveNoFileBehind) {
