@@ -162,6 +162,37 @@ TEST(Render, ALogGetsLinesAndTheFileItsMetadata) {
   EXPECT_EQ(quiet.err, "");
 }
 
+// --set changes one swatch of the gallery and nothing else: nearly all of
+// the difference lies around the most changed pixel (the rest is the swatch
+// seen in its neighbours' reflections).
+TEST(Render, SetChangesOneInstanceOfTheSceneAndNothingElse) {
+  Folder out("set");
+  const std::string scene = (fs::path(TAVO_EXAMPLES) / "gallery.mi").string();
+  const std::string plain = (out.path / "plain.exr").string(), set = (out.path / "set.exr").string();
+  const std::string common = " --resolution 144,96 --quiet --threads 2";
+  ASSERT_EQ(run_tool("render " + scene + " -o " + plain + common).status, 0);
+  const ToolRun run = run_tool("render " + scene + " -o " + set + common + " --set ceramic_2.color=0.9,0.1,0.1");
+  ASSERT_EQ(run.status, 0) << run.err;
+  const tavo::host::Image a = tavo::host::read_image(plain, "plain"), b = tavo::host::read_image(set, "set");
+  const auto difference = [&](int i, int j) {
+    const miColor p = a.texel(i, j), q = b.texel(i, j);
+    return std::abs(p.r - q.r) + std::abs(p.g - q.g) + std::abs(p.b - q.b);
+  };
+  double total = 0, most = 0;
+  int mx = 0, my = 0;
+  for (int j = 0; j < a.height(); ++j)
+    for (int i = 0; i < a.width(); ++i) {
+      total += difference(i, j);
+      if (difference(i, j) > most) most = difference(i, j), mx = i, my = j;
+    }
+  ASSERT_GT(most, 0.1) << "the override changed nothing";
+  double near = 0;
+  for (int j = std::max(0, my - a.height() / 8); j < std::min(a.height(), my + a.height() / 8); ++j)
+    for (int i = std::max(0, mx - a.width() / 8); i < std::min(a.width(), mx + a.width() / 8); ++i)
+      near += difference(i, j);
+  EXPECT_GT(near, 0.9 * total);
+}
+
 TEST(Render, FailuresLeaveNoFileBehind) {
   struct Case {
     const char *what;
