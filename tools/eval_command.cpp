@@ -194,6 +194,31 @@ std::string evaluate_in_scene(const EvalOptions &options, const fs::path &librar
   return out;
 }
 
+// tavo eval --file SCENE without a name: what the scene has to evaluate.
+std::string scene_contents(const EvalOptions &options, const fs::path &library_dir) {
+  Renderer &renderer = Renderer::get();
+  const LoadedScene loaded = load_scene_with(options.file, library_dir, options.sets);
+  report_notes(options.strict);
+  std::string out = "{\n  \"file\": " + json_string(options.file) + ",\n  \"instances\": [";
+  bool first = true;
+  for (const miTag tag : loaded.instances) {
+    const std::string name = renderer.name_of(tag);
+    if (name.empty()) continue;
+    out += std::string(first ? "\n" : ",\n") + "    {\"name\": " + json_string(name) + ", \"shader\": " +
+           json_string(renderer.instance(tag)->shader->decl.name) + "}";
+    first = false;
+  }
+  out += std::string(first ? "" : "\n  ") + "],\n  \"materials\": [";
+  first = true;
+  for (const Material *m : renderer.materials()) {
+    const Instance *shader = renderer.instance(m->shader);
+    out += std::string(first ? "\n" : ",\n") + "    {\"name\": " + json_string(m->name) + ", \"shader\": " +
+           json_string(shader ? shader->shader->decl.name : "") + "}";
+    first = false;
+  }
+  return out + std::string(first ? "" : "\n  ") + "]\n}\n";
+}
+
 std::string evaluate_shader(const EvalOptions &options) {
   Renderer &renderer = Renderer::get();
   const Function *fn = renderer.function(options.shader);
@@ -352,13 +377,13 @@ void load_library(const fs::path &library) {
 }
 
 std::string evaluate(const EvalOptions &options, const fs::path &library_dir) {
-  if (options.shader.empty()) throw UsageError("eval needs a SHADER");
   if (!options.file.empty()) {
 #if !TAVO_TRACING
     throw UsageError("--file needs ray tracing, which this build of tavo does not have (Linux only)");
 #endif
-    return evaluate_in_scene(options, library_dir);
+    return options.shader.empty() ? scene_contents(options, library_dir) : evaluate_in_scene(options, library_dir);
   }
+  if (options.shader.empty()) throw UsageError("eval needs a SHADER");
   if (!options.pixel.empty()) throw UsageError("--pixel needs --file");
   if (!options.sets.empty()) throw UsageError("--set needs --file");
   return evaluate_shader(options);

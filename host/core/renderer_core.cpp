@@ -427,6 +427,13 @@ miTag Renderer::add_material(const std::string &name, miTag shader) {
   return tag;
 }
 
+std::vector<const Material *> Renderer::materials() const {
+  std::vector<const Material *> out;
+  for (const auto &[tag, m] : materials_) out.push_back(&m);
+  std::sort(out.begin(), out.end(), [](const Material *a, const Material *b) { return a->tag < b->tag; });
+  return out;
+}
+
 const Material *Renderer::material(miTag tag) const {
   const auto it = materials_.find(tag);
   return it == materials_.end() ? nullptr : &it->second;

@@ -169,6 +169,7 @@ class Renderer {
   const Image *image(const void *record) const;  // the record mi_db_access handed out, or null
   miTag add_material(const std::string &name, miTag shader);
   const Material *material(miTag tag) const;
+  std::vector<const Material *> materials() const;  // in the order they were made
   // The shader instance a tag stands for: the instance itself or a material's shader; 0 otherwise.
   miTag shader_of(miTag tag);
   // A new tag for something kept outside this database (objects, lights).

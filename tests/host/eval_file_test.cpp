@@ -106,6 +106,14 @@ std::string scene_file(const std::string &name, const std::string &text) {
   return path;
 }
 
+TEST(TavoEvalFile, WithoutANameListsWhatTheSceneHasToEvaluate) {
+  const ToolRun r = tavo("eval --file " + kExample);
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("\n    {\"name\": \"squares\", \"shader\": \"tavo_host_checker\"},\n"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("\"materials\": [\n    {\"name\": \"floor\", \"shader\": \"tavo_host_material\"},"),
+            std::string::npos) << r.out;
+}
+
 TEST(TavoEvalFile, CallerStateAndAFourthArgumentReachTheShader) {
   const std::string scene = scene_file("caller", R"(
 shader "probe" "tavo_host_lightmap_probe" ( "value" 7, "label" 3 )
