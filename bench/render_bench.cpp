@@ -1,0 +1,82 @@
+// Rendering throughput: the gallery at 480x320 with 4 samples per pixel on
+// one thread and on two (samples and rays per second), and beside the
+// two-thread speed-up of the render, the machine's own on a trivial loop.
+#include <oneapi/tbb/global_control.h>
+#include <oneapi/tbb/parallel_for.h>
+
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <filesystem>
+#include <string>
+
+#include "bench.h"
+#include "render.h"
+#include "scene.h"
+#include "scene_file.h"
+
+namespace tavo::bench {
+namespace {
+
+const host::LoadedScene &gallery() {
+  static const host::LoadedScene loaded = [] {
+    renderer();
+    const std::string lib = std::filesystem::path(TAVO_LIBRARY).parent_path().string();
+    host::LoadedScene scene = host::load_scene(std::string(TAVO_EXAMPLES) + "/gallery.mi", {lib});
+    renderer().set_current_scene(scene.scene);
+    renderer().set_scene(scene.record.value_or(host::Renderer::default_scene()));
+    return scene;
+  }();
+  return loaded;
+}
+
+double seconds[3];  // by thread count
+
+void render(benchmark::State &state, int threads) {
+  const host::LoadedScene &scene = gallery();
+  host::RenderSettings settings;
+  settings.width = 480, settings.height = 320, settings.samples = 4, settings.threads = threads;
+  for (auto _ : state) {
+    const host::RenderedImage image = host::render(*scene.scene, scene.instances, settings);
+    const double wall = image.stats.wall_seconds;
+    if (seconds[threads] == 0 || wall < seconds[threads]) {
+      seconds[threads] = wall;
+      const std::string at = threads == 1 ? "one thread" : "two threads";
+      if (threads == 1) {
+        figure("render/gallery_samples_per_second_" + std::to_string(threads), image.stats.samples / wall, "samples/s (" + at + ")");
+        figure("render/gallery_rays_per_second_" + std::to_string(threads), image.stats.rays.total() / wall, "rays/s (" + at + ")");
+      }
+    }
+  }
+}
+
+// The machine's own two-thread speed-up: the same arithmetic split in two.
+void trivial_loop(benchmark::State &state, int threads) {
+  for (auto _ : state) {
+    tbb::global_control limit(tbb::global_control::max_allowed_parallelism, static_cast<std::size_t>(threads));
+    std::atomic<double> sink{0};
+    tbb::parallel_for(0, 2, [&](int) {
+      double x = 0;
+      for (int i = 0; i < 20000000; ++i) x += std::sqrt(static_cast<double>(i));
+      sink = sink + x;
+    });
+    benchmark::DoNotOptimize(sink.load());
+  }
+}
+
+const bool registered = [] {
+  for (int threads : {1, 2}) {
+    repeated(benchmark::RegisterBenchmark(("render/gallery_threads_" + std::to_string(threads)).c_str(),
+                                          [threads](benchmark::State &s) { render(s, threads); }))
+        ->Repetitions(3)->Iterations(1)->UseRealTime();
+    repeated(benchmark::RegisterBenchmark(("machine/loop_threads_" + std::to_string(threads)).c_str(),
+                                          [threads](benchmark::State &s) { trivial_loop(s, threads); }))
+        ->Repetitions(3)->Iterations(1)->UseRealTime();
+  }
+  ratio("render/gallery_threads_2", "render/gallery_threads_1", 1 / 1.8, "two threads against one: the render", true);
+  ratio("machine/loop_threads_2", "machine/loop_threads_1", 0, "two threads against one: a trivial loop", true);
+  return true;
+}();
+
+}  // namespace
+}  // namespace tavo::bench
