@@ -462,7 +462,7 @@ std::string Renderer::name_of(miTag tag) const {
 }
 
 Instance &Renderer::running(const miState *state) {
-  Instance *inst = state && state->shader ? instance(state->shader->tag) : nullptr;
+  Instance *inst = state ? Instance::of(state->shader) : nullptr;
   if (!inst) {
     std::fprintf(stderr, "tavo renderer: a renderer operation was called without a running shader\n");
     std::abort();
@@ -711,7 +711,7 @@ void *Renderer::phen_eval(miState *state, void *parameter) {
 
 miBoolean Renderer::query(int code, miState *state, miTag tag, void *result, void *extra) {
   if (!result) return miFALSE;
-  Instance *inst = tag ? instance(tag) : (state && state->shader ? instance(state->shader->tag) : nullptr);
+  Instance *inst = tag ? instance(tag) : state ? Instance::of(state->shader) : nullptr;
   switch (code) {
     case miQ_FUNC_USERPTR:
       if (!inst) return miFALSE;

@@ -67,7 +67,8 @@ struct Connection {
 };
 
 struct Instance {
-  miFunction function{};      // the record the state's `shader` points at while it runs
+  miFunction function{};      // the record the state's `shader` points at while it runs; first, see of()
+  std::uint32_t magic = kMagic;
   const Function *shader = nullptr;
   std::vector<std::uint64_t> storage;  // parameter block, appended arrays, then the ghost block
   std::size_t block_size = 0;          // parameter block plus appended array storage
@@ -78,6 +79,16 @@ struct Instance {
 
   std::byte *parameters() { return reinterpret_cast<std::byte *>(storage.data()); }
   miTag tag() const { return function.tag; }
+
+  // The instance a running state's `shader` points into: every miFunction
+  // the host hands a shader is the first member of an Instance, so no
+  // lookup is needed. Null for a record that is not one of ours.
+  static Instance *of(const miFunction *function) {
+    auto *inst = reinterpret_cast<Instance *>(const_cast<miFunction *>(function));
+    return inst && inst->magic == kMagic ? inst : nullptr;
+  }
+  static constexpr std::uint32_t kMagic = 0x7a5c1e0d;
+  ~Instance() { magic = 0; }
 };
 
 // A host material: a name for the shader that shades it.
