@@ -77,3 +77,14 @@ check-windows: build windows
 
 clean:
 	rm -rf $(BUILD) $(SAN_BUILD) $(WIN_BUILD)
+
+# Tests against code (non-blank lines) and test cases per folder.
+# make mutants: a seeded sample of mutations of the library's shaders, each
+# rebuilt and tested in build-mutants/ (not in CI; about an hour on two cores).
+MUTANTS_WORK ?= build-mutants
+.PHONY: test-stats mutants
+test-stats:
+	@python3 tools/test_stats
+
+mutants: deps
+	python3 tools/mutants --work $(MUTANTS_WORK) --jobs $(JOBS)
