@@ -51,37 +51,13 @@ TEST_F(Fabric, TypeAndFinishSetTheirFieldsIndependently) {
   }
 }
 
-struct UnitCase {
-  SceneChoice unit_scale;
-  float u;
-};
-
 TEST_F(Fabric, SizesAreMillimetresInSceneUnits) {
-  const UnitCase cases[] = {
-      {std::nullopt, 1.0f}, {0.0f, 1.0f}, {-1.0f, 1.0f}, {1.0f, 1.0f}, {0.001f, 1.0f / 0.001f}, {0.0254f, 1.0f / 0.0254f},
-  };
-  for (const UnitCase &c : cases) {
-    SCOPED_TRACE(c.unit_scale ? std::to_string(*c.unit_scale) : std::string("no scene"));
-    use_scene(c.unit_scale);
-    const Ready r = run<Ready>(kShader, {value("size_1_mm", {"5"}), value("size_2_mm", {"-0.3"})});
-    EXPECT_EQ(r.size_1, 5.0f / 1000.0f * c.u);
-    EXPECT_EQ(r.size_2, -0.3f / 1000.0f * c.u);
-  }
-  use_scene(1.0f);
-  EXPECT_EQ(run<Ready>(kShader, {value("size_1_mm", {"5"})}).size_1, 0.005f);
+  use_scene(0.0254f);
+  const Ready r = run<Ready>(kShader, {value("size_1_mm", {"5"}), value("size_2_mm", {"-0.3"})});
+  EXPECT_EQ(r.size_1, 5.0f / 1000.0f * (1.0f / 0.0254f));
+  EXPECT_EQ(r.size_2, -0.3f / 1000.0f * (1.0f / 0.0254f));
   use_scene(0.001f);
   EXPECT_NEAR(run<Ready>(kShader, {value("size_1_mm", {"5"})}).size_1, 5.0f, 1e-6f);
-}
-
-TEST_F(Fabric, CallsReadNoParameter) {
-  LiveInstance live(kShader, {value("type", {"1"}), value("finish", {"0"}), value("size_1_mm", {"2"})});
-  const Ready before = live.call<Ready>();
-  live.set<miInteger>(offsetof(Params, type), 0);
-  live.set<miInteger>(offsetof(Params, finish), 1);
-  live.set<miScalar>(offsetof(Params, size_1_mm), 9.0f);
-  const Ready after = live.call<Ready>(miRAY_SHADOW);
-  EXPECT_EQ(std::memcmp(&before, &after, sizeof before), 0);
-  EXPECT_EQ(after.type_a, 0.8f);
 }
 
 }  // namespace

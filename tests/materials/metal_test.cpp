@@ -46,80 +46,40 @@ using Metal = ConverterTest;
 
 std::string text(int n) { return std::to_string(n); }
 
-// ---- type table ---------------------------------------------------------------
+// ---- type and finish tables ---------------------------------------------------
 
-struct TypeCase {
-  int type;
-  float color_r, color_g, color_b;
-  float a, b, c, d, e, f, second;
-  float tint_r, tint_g, tint_b;
-  float finish_gloss;
-  miInteger mode_1, mode_2, mode_3;
-  float metal_g, amount_1, amount_2;
-};
-
-// With a finish outside 0 to 3 every type keeps its own row.
-TEST_F(Metal, EachTypeSetsItsRow) {
-  const TypeCase cases[] = {
-      {0, 0.957f, 0.957f, 0.957f, 1.0f, 0.2f, 0.8f, 0.4f, 2.0f, 3.0f, 0.25f, 1.0f, 1.0f, 1.0f, 0.0f, 0, 0, 1, 1.0f, 0, 0},
-      {2, 0.957f, 0.957f, 0.957f, 1.0f, 0.5f, 1.0f, 0.88f, 4.8f, 3.0f, 1.0f, 0.95f, 0.962f, 0.962f, 0.0f, 0, 0, 0, 1.0f, 0, 0},
-      {3, 0.737f, 0.314f, 0.184f, 1.0f, 0.0f, 1.0f, 0.9f, 5.0f, 1.0f, 0.25f, 0, 0, 0, 0.0f, 3, 0, 0, 1.0f, 0, 0},
-      {4, 0.796f, 0.604f, 0.231f, 0.1f, 0.0f, 1.0f, 0.9f, 5.0f, 1.0f, 0.25f, 0, 0, 0, 0.0f, 3, 0, 0, 1.0f, 0, 0},
-      {5, 0.412f, 0.302f, 0.231f, 1.0f, 0.0f, 0.7f, 0.9f, 5.0f, 1.0f, 0.25f, 0, 0, 0, 0.25f, 3, 0, 0, 1.075f, 0, 0},
-      {6, 0.745f, 0.737f, 0.729f, 1.0f, 0.0f, 0.65f, 0.9f, 5.0f, 1.0f, 0.25f, 0, 0, 0, 0.0f, 3, 0, 0, 1.0f, 0, 0},
-      {7, 0.647f, 0.678f, 0.694f, 1.0f, 0.0f, 0.85f, 0.9f, 5.0f, 3.0f, 0.25f, 0, 0, 0, 0.225f, 2, 2, 2, 1.0f, 0.6f, 0.8f},
-  };
+// A finish outside 0 to 3 leaves each type's own row; the shared defaults stay.
+TEST_F(Metal, AFinishOutsideTheTableLeavesTheTypeRow) {
   for (const char *finish : {"4", "-1"}) {
-    for (const TypeCase &t : cases) {
-      SCOPED_TRACE("type " + text(t.type) + " finish " + finish);
-      const Ready r = run<Ready>(kShader, {value("type", {text(t.type)}), value("finish", {finish}),
-                                           value("user_color", {"0.1", "0.2", "0.3", "0.4"})});
-      EXPECT_COLOR_EQ(r.metal_color, t.color_r, t.color_g, t.color_b, 0.0f);
-      EXPECT_EQ(r.metal_a, t.a);
-      EXPECT_EQ(r.metal_b, t.b);
-      EXPECT_EQ(r.metal_c, t.c);
-      EXPECT_EQ(r.metal_d, t.d);
-      EXPECT_EQ(r.metal_e, t.e);
-      EXPECT_EQ(r.metal_f, t.f);
-      EXPECT_COLOR_EQ(r.second_color, t.second, t.second, t.second, 0.0f);
-      EXPECT_COLOR_EQ(r.tint_color, t.tint_r, t.tint_g, t.tint_b, 0.0f);
-      EXPECT_EQ(r.finish_gloss, t.finish_gloss);
-      EXPECT_EQ(r.mode_1, t.mode_1);
-      EXPECT_EQ(r.mode_2, t.mode_2);
-      EXPECT_EQ(r.mode_3, t.mode_3);
-      EXPECT_EQ(r.metal_g, t.metal_g);
-      EXPECT_EQ(r.finish_amount_1, t.amount_1);
-      EXPECT_EQ(r.finish_amount_2, t.amount_2);
-      EXPECT_EQ(r.finish_detail, 0.1f);
-      EXPECT_EQ(r.fixed_mode, 1);
-    }
+    SCOPED_TRACE(std::string("finish ") + finish);
+    const Ready zero = run<Ready>(kShader, {value("type", {"0"}), value("finish", {finish})});
+    EXPECT_COLOR_EQ(zero.metal_color, 0.957f, 0.957f, 0.957f, 0.0f);
+    EXPECT_COLOR_EQ(zero.second_color, 0.25f, 0.25f, 0.25f, 0.0f);
+    EXPECT_EQ(zero.mode_3, 1);
+    EXPECT_EQ(zero.finish_detail, 0.1f);
+    EXPECT_EQ(zero.fixed_mode, 1);
+    const Ready five = run<Ready>(kShader, {value("type", {"5"}), value("finish", {finish})});
+    EXPECT_EQ(five.metal_g, 1.075f);
+    EXPECT_EQ(five.finish_gloss, 0.25f);
+    EXPECT_EQ(five.mode_1, 3);
   }
 }
 
 TEST_F(Metal, TypeOneTakesTheUserColourAndIgnoresTheFinish) {
-  for (const char *finish : {"0", "2", "3", "9"}) {
+  for (const char *finish : {"2", "3"}) {
     SCOPED_TRACE(std::string("finish ") + finish);
     const Ready r = run<Ready>(kShader, {value("type", {"1"}), value("finish", {finish}),
                                          value("user_color", {"0.1", "0.2", "0.3", "0.4"})});
     EXPECT_COLOR_EQ(r.metal_color, 0.1f, 0.2f, 0.3f, 0.4f);
-    EXPECT_EQ(r.metal_a, 1.0f);
-    EXPECT_EQ(r.metal_b, 0.2f);
-    EXPECT_EQ(r.metal_c, 0.8f);
-    EXPECT_EQ(r.metal_d, 0.6f);
-    EXPECT_EQ(r.metal_e, 1.0f);
-    EXPECT_EQ(r.metal_f, 0.0f);
-    EXPECT_COLOR_EQ(r.second_color, 0.0f, 0.0f, 0.0f, 0.0f);
     EXPECT_EQ(r.finish_gloss, 0.3f);
     EXPECT_EQ(r.mode_1, 4);
-    EXPECT_EQ(r.mode_2, 4);
-    EXPECT_EQ(r.mode_3, 4);
     EXPECT_EQ(r.finish_detail, 0.1f);
     EXPECT_EQ(r.finish_amount_1, 0.0f);
   }
 }
 
 TEST_F(Metal, AnUnlistedTypeWritesOnlyTheSharedFields) {
-  for (const char *type : {"8", "-1", "2147483647"}) {
+  for (const char *type : {"8", "-1"}) {
     SCOPED_TRACE(std::string("type ") + type);
     const Ready r = run<Ready>(kShader, {value("type", {type}), value("finish", {"3"}), value("pattern", {"4"}),
                                          value("patina", {"0.5"}), value("feature_size", {"1"})});
@@ -131,55 +91,36 @@ TEST_F(Metal, AnUnlistedTypeWritesOnlyTheSharedFields) {
     expected.mode_1 = 1;
     expected.map_mode = 1;
     expected.texture_scale_1 = expected.texture_scale_2 = expected.texture_scale_3 = expected.texture_scale_4 =
-        expected.texture_scale_5 = 39.37008f / 1.0f;
-    expected.fine_scale_1 = expected.fine_scale_2 = 3.937008f / 1.0f;
-    expected.mid_scale_1 = expected.mid_scale_2 = 9.84252f / 1.0f;
-    expected.length_5in = 1.0f * 0.127f;
-    expected.length_half_in = 1.0f * 0.0127f;
+        expected.texture_scale_5 = 39.37008f;
+    expected.fine_scale_1 = expected.fine_scale_2 = 3.937008f;
+    expected.mid_scale_1 = expected.mid_scale_2 = 9.84252f;
+    expected.length_5in = 0.127f;
+    expected.length_half_in = 0.0127f;
     expected.feature_size = 1.0f * (1.0f / (1.0f * 0.508f));
     expected.feature_size_10 = expected.feature_size * 10.0f;
     EXPECT_EQ(std::memcmp(&r, &expected, sizeof r), 0);
   }
 }
 
-// ---- finish tables ------------------------------------------------------------
-
 struct FinishCase {
   int type, finish;
   float metal_b, metal_c, finish_gloss, patina_gloss, finish_detail, metal_f;
-  miInteger mode_1, mode_2, mode_3;
-  float amount_1, amount_2;
+  miInteger mode_1, mode_2;
+  float amount_1;
 };
 
-TEST_F(Metal, TheFinishOverwritesTheTypeRow) {
+// A finish entry overwrites some of the type's fields and keeps the others;
+// finish 3 also sets metal_b, the modes and the amounts for every type.
+TEST_F(Metal, TheFinishOverwritesOrKeepsTheTypeRow) {
   const FinishCase cases[] = {
-      {0, 0, 0.2f, 0.8f, 1.0f, 0.0f, 0.1f, 3.0f, 0, 0, 1, 0, 0},
-      {0, 1, 0.2f, 0.8f, 0.425f, 0.0f, 0.1f, 3.0f, 0, 0, 1, 0, 0},
-      {0, 2, 0.2f, 0.8f, 0.225f, 0.0f, 0.065f, 3.0f, 0, 0, 1, 0, 0},
-      {0, 3, 0.4f, 0.8f, 0.2f, 0.0f, 0.1f, 3.0f, 2, 2, 2, 0.6f, 0.8f},
-      {2, 0, 0.5f, 1.0f, 0.92f, 0.0f, 0.1f, 3.0f, 0, 0, 0, 0, 0},
-      {2, 1, 0.5f, 1.0f, 0.5f, 0.0f, 0.1f, 3.0f, 0, 0, 0, 0, 0},
-      {2, 2, 0.5f, 1.0f, 0.275f, 0.0f, 0.065f, 3.0f, 0, 0, 0, 0, 0},
-      {2, 3, 0.4f, 1.0f, 0.225f, 0.0f, 0.1f, 3.0f, 2, 2, 2, 0.6f, 0.8f},
-      {3, 0, 0.0f, 1.0f, 0.9f, 0.9f, 0.1f, 1.0f, 3, 0, 0, 0, 0},
-      {3, 1, 0.0f, 1.0f, 0.6f, 0.6f, 0.1f, 1.0f, 3, 0, 0, 0, 0},
-      {3, 2, 0.0f, 0.8f, 0.225f, 0.225f, 0.065f, 1.0f, 3, 0, 0, 0, 0},
-      {3, 3, 0.4f, 0.9f, 0.275f, 0.275f, 0.1f, 3.0f, 2, 2, 2, 0.6f, 0.8f},
-      {4, 0, 0.0f, 1.0f, 0.9f, 0.0f, 0.1f, 1.0f, 3, 0, 0, 0, 0},
-      {4, 1, 0.0f, 1.0f, 0.6f, 0.0f, 0.1f, 1.0f, 3, 0, 0, 0, 0},
-      {4, 2, 0.0f, 1.0f, 0.225f, 0.0f, 0.065f, 1.0f, 3, 0, 0, 0, 0},
-      {4, 3, 0.4f, 1.0f, 0.275f, 0.0f, 0.1f, 3.0f, 2, 2, 2, 0.6f, 0.8f},
-      {5, 0, 0.0f, 0.7f, 0.9f, 0.9f, 0.1f, 1.0f, 3, 0, 0, 0, 0},
-      {5, 1, 0.0f, 0.7f, 0.6f, 0.6f, 0.1f, 1.0f, 3, 0, 0, 0, 0},
-      {5, 2, 0.0f, 0.7f, 0.25f, 0.25f, 0.065f, 1.0f, 3, 0, 0, 0, 0},
-      {5, 3, 0.4f, 0.9f, 0.275f, 0.275f, 0.1f, 3.0f, 2, 2, 2, 0.6f, 0.8f},
-      {5, 4, 0.0f, 0.7f, 0.25f, 0.175f, 0.1f, 1.0f, 3, 0, 0, 0, 0},  // the patina's gloss survives
-      {6, 0, 0.0f, 0.9f, 0.9f, 0.0f, 0.1f, 1.0f, 3, 0, 0, 0, 0},
-      {6, 1, 0.0f, 0.8f, 0.6f, 0.0f, 0.1f, 1.0f, 3, 0, 0, 0, 0},
-      {6, 2, 0.0f, 0.8f, 0.225f, 0.0f, 0.065f, 1.0f, 3, 0, 0, 0, 0},
-      {6, 3, 0.4f, 0.65f, 0.275f, 0.0f, 0.1f, 3.0f, 2, 2, 2, 0.6f, 0.8f},
-      {7, 0, 0.0f, 0.85f, 0.225f, 0.0f, 0.1f, 3.0f, 2, 2, 2, 0.6f, 0.8f},  // type 7 ignores the finish
-      {7, 2, 0.0f, 0.85f, 0.225f, 0.0f, 0.1f, 3.0f, 2, 2, 2, 0.6f, 0.8f},
+      {0, 2, 0.2f, 0.8f, 0.225f, 0.0f, 0.065f, 3.0f, 0, 0, 0},  // finish detail
+      {3, 1, 0.0f, 1.0f, 0.6f, 0.6f, 0.1f, 1.0f, 3, 0, 0},
+      {3, 2, 0.0f, 0.8f, 0.225f, 0.225f, 0.065f, 1.0f, 3, 0, 0},  // metal_c overwritten
+      {3, 3, 0.4f, 0.9f, 0.275f, 0.275f, 0.1f, 3.0f, 2, 2, 0.6f},
+      {4, 3, 0.4f, 1.0f, 0.275f, 0.0f, 0.1f, 3.0f, 2, 2, 0.6f},   // metal_c and metal_f kept
+      {6, 1, 0.0f, 0.8f, 0.6f, 0.0f, 0.1f, 1.0f, 3, 0, 0},
+      {5, 4, 0.0f, 0.7f, 0.25f, 0.175f, 0.1f, 1.0f, 3, 0, 0},     // the patina's gloss survives
+      {7, 0, 0.0f, 0.85f, 0.225f, 0.0f, 0.1f, 3.0f, 2, 2, 0.6f},  // type 7 ignores the finish
   };
   for (const FinishCase &c : cases) {
     SCOPED_TRACE("type " + text(c.type) + " finish " + text(c.finish));
@@ -192,17 +133,12 @@ TEST_F(Metal, TheFinishOverwritesTheTypeRow) {
     EXPECT_EQ(r.metal_f, c.metal_f);
     EXPECT_EQ(r.mode_1, c.mode_1);
     EXPECT_EQ(r.mode_2, c.mode_2);
-    EXPECT_EQ(r.mode_3, c.mode_3);
     EXPECT_EQ(r.finish_amount_1, c.amount_1);
-    EXPECT_EQ(r.finish_amount_2, c.amount_2);
   }
-}
-
-TEST_F(Metal, FinishThreeRecoloursTypeZeroOnly) {
-  const Ready zero = run<Ready>(kShader, {value("type", {"0"}), value("finish", {"3"})});
-  EXPECT_COLOR_EQ(zero.metal_color, 0.808f, 0.824f, 0.839f, 0.0f);
-  const Ready six = run<Ready>(kShader, {value("type", {"6"}), value("finish", {"3"})});
-  EXPECT_COLOR_EQ(six.metal_color, 0.745f, 0.737f, 0.729f, 0.0f);
+  EXPECT_COLOR_EQ(run<Ready>(kShader, {value("type", {"0"}), value("finish", {"3"})}).metal_color, 0.808f, 0.824f,
+                  0.839f, 0.0f);
+  EXPECT_COLOR_EQ(run<Ready>(kShader, {value("type", {"6"}), value("finish", {"3"})}).metal_color, 0.745f, 0.737f,
+                  0.729f, 0.0f);
 }
 
 // ---- patina -------------------------------------------------------------------
@@ -271,7 +207,7 @@ TEST_F(Metal, ThePatinaFadeIsShapedByTheElevenControlValues) {
 }
 
 TEST_F(Metal, TypeFiveDarkensToAFixedPatina) {
-  for (const float t : {0.0f, 0.4f, 1.0f, -2.0f}) {
+  for (const float t : {0.0f, 0.4f}) {
     SCOPED_TRACE(testing::Message() << "patina " << t);
     const Ready r = run<Ready>(kShader, {value("type", {"5"}), value("patina", {word(t)}), value("finish", {"7"})});
     EXPECT_EQ(r.patina_on, t != 0.0f ? 1 : 0);
@@ -286,7 +222,7 @@ TEST_F(Metal, TypeFiveDarkensToAFixedPatina) {
 }
 
 TEST_F(Metal, OtherTypesHaveNoPatina) {
-  for (const int type : {0, 1, 2, 4, 6, 7}) {
+  for (const int type : {2, 7}) {
     SCOPED_TRACE("type " + text(type));
     const Ready r = run<Ready>(kShader, {value("type", {text(type)}), value("patina", {"0.7"})});
     EXPECT_EQ(r.patina_on, 0);
@@ -306,8 +242,7 @@ TEST_F(Metal, ThePatternSetsItsKindAndPatternFourAlsoTheFirstMode) {
     miInteger kind, mode_1;
   };
   const Case cases[] = {
-      {0, 3, 0, 3}, {1, 3, 2, 3}, {2, 3, 3, 3}, {3, 3, 4, 3}, {4, 3, 1, 1}, {4, 7, 1, 1},
-      {4, 1, 1, 1}, {5, 3, 0, 3}, {-1, 3, 0, 3}, {-4, 7, 0, 2},
+      {0, 3, 0, 3}, {3, 3, 4, 3}, {4, 3, 1, 1}, {4, 1, 1, 1}, {5, 3, 0, 3}, {-1, 3, 0, 3},
   };
   for (const Case &c : cases) {
     SCOPED_TRACE("pattern " + text(c.pattern) + " type " + text(c.type));
@@ -317,46 +252,22 @@ TEST_F(Metal, ThePatternSetsItsKindAndPatternFourAlsoTheFirstMode) {
   }
 }
 
-struct UnitCase {
-  SceneChoice unit_scale;
-  int scene_flag;
-  float u;
-};
-
-TEST_F(Metal, LengthsFollowTheSceneUnitAndFeatureSizeTheSceneFlag) {
-  const UnitCase cases[] = {
-      {std::nullopt, 0, 1.0f},      {0.0f, 0, 1.0f},     {-1.0f, 0, 1.0f},  {1.0f, 0, 1.0f},
-      {0.0254f, 0, 1.0f / 0.0254f}, {0.001f, 0, 1.0f / 0.001f},             {0.0254f, 1, 1.0f / 0.0254f},
-      {0.0f, -5, 1.0f},
-  };
-  const float parameter = 0.75f;
-  for (const UnitCase &c : cases) {
-    SCOPED_TRACE(testing::Message() << (c.unit_scale ? std::to_string(*c.unit_scale) : "no scene") << " flag "
-                                    << c.scene_flag);
-    use_scene(c.unit_scale, c.scene_flag);
-    const Ready r = run<Ready>(kShader, {value("type", {"2"}), value("feature_size", {word(parameter)})});
-    for (const float scale : {r.texture_scale_1, r.texture_scale_2, r.texture_scale_3, r.texture_scale_4,
-                              r.texture_scale_5})
-      EXPECT_EQ(scale, 39.37008f / c.u);
-    EXPECT_EQ(r.fine_scale_1, 3.937008f / c.u);
-    EXPECT_EQ(r.fine_scale_2, 3.937008f / c.u);
-    EXPECT_EQ(r.mid_scale_1, 9.84252f / c.u);
-    EXPECT_EQ(r.mid_scale_2, 9.84252f / c.u);
-    EXPECT_EQ(r.length_5in, c.u * 0.127f);
-    EXPECT_EQ(r.length_half_in, c.u * 0.0127f);
-    if (c.scene_flag == 0) {
-      const float feature = parameter * (1.0f / (c.u * 0.508f));
-      EXPECT_EQ(r.feature_size, feature);
-      EXPECT_EQ(r.feature_size_10, feature * 10.0f);
-    } else {
-      EXPECT_EQ(r.feature_size, parameter);
-      EXPECT_EQ(r.feature_size_10, parameter);
-    }
-  }
+// feature_size_10 is ten times the scaled size, or the parameter itself when
+// the scene flag is set.
+TEST_F(Metal, TheSceneFlagKeepsBothFeatureSizesAsGiven) {
+  const float u = 1.0f / 0.0254f;
   use_scene(0.0254f);
-  const Ready inch = run<Ready>(kShader, {});
-  EXPECT_NEAR(inch.texture_scale_1, 1.0f, 1e-6f);
-  EXPECT_NEAR(inch.length_5in, 5.0f, 1e-5f);
+  const Ready r = run<Ready>(kShader, {value("type", {"2"}), value("feature_size", {"0.75"})});
+  EXPECT_EQ(r.feature_size, 0.75f * (1.0f / (u * 0.508f)));
+  EXPECT_EQ(r.feature_size_10, r.feature_size * 10.0f);
+  EXPECT_EQ(r.fine_scale_2, 3.937008f / u);
+  EXPECT_EQ(r.mid_scale_1, 9.84252f / u);
+  EXPECT_NEAR(r.length_5in, 5.0f, 1e-5f);
+  EXPECT_NEAR(r.length_half_in, 0.5f, 1e-6f);
+  use_scene(0.0254f, 1);
+  const Ready flagged = run<Ready>(kShader, {value("type", {"2"}), value("feature_size", {"0.75"})});
+  EXPECT_EQ(flagged.feature_size, 0.75f);
+  EXPECT_EQ(flagged.feature_size_10, 0.75f);
 }
 
 TEST_F(Metal, FieldsNoStepWritesStayZero) {
