@@ -183,7 +183,40 @@ miBoolean tavo_host_direct_light(miColor *light, miState *state) {
     *light = miColor{0, 0, 0, 1};
     return miFALSE;
   }
+  if (sample && sample->answering_shadow) {
+    *light = miColor{0, 0, 0, 1};
+    return miTRUE;
+  }
   *light = scene->direct_light(*state);
+  return miTRUE;
+}
+
+miBoolean tavo_host_transmit(miState *state, const miColor *through) {
+  host::Sample *sample = host::Sample::of(state);
+  if (!sample || !through || !state || state->type != miRAY_SHADOW) return miFALSE;
+  sample->transmit = *through;
+  sample->transmit_set = true;
+  return miTRUE;
+}
+
+miBoolean tavo_host_random(miState *state, int kind, int index, float out[2]) {
+  if (!state || !out) return miFALSE;
+  host::random_2d(state, {host::kShaderDimension, static_cast<std::uint32_t>(kind), static_cast<std::uint32_t>(index)}, out);
+  return miTRUE;
+}
+
+void tavo_host_ray_density(miState *state, float density) {
+  if (host::Sample *sample = host::Sample::of(state)) sample->next_ray_density = density > 0.0f ? density : 0.0f;
+}
+
+miBoolean tavo_host_light_samples(miState *state, tavo_host_light_fn take, void *data) {
+  if (!state || !take) return miFALSE;
+  const host::Sample *sample = host::Sample::of(state);
+  const host::Scene *scene = sample ? sample->scene : Renderer::get().current_scene();
+  if (!scene || (sample && sample->answering_shadow)) return miFALSE;
+  scene->sample_lights(*state, [&](const host::LightSample &s) {
+    take(data, &s.direction, s.cosine, &s.value, s.density);
+  });
   return miTRUE;
 }
 

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 #include "renderer_core.h"
 #include "scene.h"
@@ -70,9 +71,9 @@ miState *begin_child(miState *parent, int type, miVector origin, miVector direct
   return &child;
 }
 
-// Shades what a ray found: the hit object's material, or the scene's
-// environment on a miss. Values of the child's state lifetime end here.
-miBoolean shade(miColor *result, miState &child, bool hit, int depth) {
+// Shades what a ray found: the hit object's material, or what a miss sees.
+// Values of the child's state lifetime end here.
+miBoolean shade(miColor *result, miState &child, bool hit, int depth, float density) {
   Renderer &renderer = Renderer::get();
   Sample *sample = Sample::of(&child);
   miBoolean returned;
@@ -83,11 +84,8 @@ miBoolean shade(miColor *result, miState &child, bool hit, int depth) {
       *result = miColor{0, 0, 0, 1};  // an object without a material is black
       returned = miTRUE;
     }
-  } else if (sample->scene && sample->scene->environment) {
-    returned = call_shader(result, miSHADER_MATERIAL, &child, sample->scene->environment, nullptr);
   } else {
-    *result = miColor{0, 0, 0, 0};
-    returned = miFALSE;
+    returned = shade_miss(result, child, density);
   }
   sample->end_state(depth);
   return returned;
@@ -95,6 +93,8 @@ miBoolean shade(miColor *result, miState &child, bool hit, int depth) {
 
 miBoolean trace_and_shade(miColor *result, miState *state, int type, miVector origin, miVector direction,
                           float t_near) {
+  Sample *const owner = Sample::of(state);
+  const float density = owner ? std::exchange(owner->next_ray_density, 0.0f) : 0.0f;
   int depth = 0;
   miState *child = begin_child(state, type, origin, direction, depth);
   if (!child || !finite(origin) || !finite(direction) || length(direction) == 0.0f) {
@@ -107,15 +107,26 @@ miBoolean trace_and_shade(miColor *result, miState *state, int type, miVector or
   const Scene *scene = sample.scene;
   if (scene) ++(type == miRAY_REFLECT ? sample.rays.reflection : type == miRAY_EYE ? sample.rays.eye : sample.rays.refraction);
   Hit hit;
-  const bool found = scene && scene->intersect(origin, direction, t_near, std::numeric_limits<float>::infinity(), hit);
+  const float far = std::numeric_limits<float>::infinity();
+  const bool found = scene && scene->intersect(origin, direction, t_near, far, hit);
+  // reflections and refractions see the area lights; eye rays look past them
+  miColor light;
+  float light_density = 0.0f;
+  if (scene && type != miRAY_EYE && scene->area_light_on_ray(origin, direction, found ? hit.distance : far, light, light_density)) {
+    const float w = density > 0.0f ? mis_weight(density, light_density) : 1.0f;
+    *result = miColor{light.r * w, light.g * w, light.b * w, 1.0f};
+    sample.end_state(depth);
+    return miTRUE;
+  }
   if (found) scene->fill_hit(*child, origin, direction, hit, child->tex_list);
-  return shade(result, *child, found, depth);
+  return shade(result, *child, found, depth, density);
 }
 
 // Whether a secondary ray may leave the state: tracing on, its own kind of
 // level below that kind's depth, and both levels together below the total.
 bool may_trace(const miState *state, int level, bool reflection) {
   const miOptions *options = state->options;
+  if (const Sample *sample = Sample::of(state); sample && sample->answering_shadow) return false;
   if (!options || !options->trace) return false;
   const int depth = reflection ? options->reflection_depth : options->refraction_depth;
   return level < depth && state->reflection_level + state->refraction_level < options->trace_depth;
@@ -214,6 +225,80 @@ miState &Sample::child(int depth) {
   Child &c = *children_[depth];
   c.state.tex_list = c.tex;
   return c.state;
+}
+
+void random_2d(const miState *state, std::initializer_list<std::uint32_t> key, float out[2]) {
+  const Sample *sample = Sample::of(state);
+  if (!sample || !sample->has_pixel) {
+    out[0] = out[1] = 0.5f;
+    return;
+  }
+  // the depth counts the bounces, not the eye rays a chain of lenses passes on
+  std::uint32_t bounces = 0;
+  for (const miState *s = state; s && bounces < 4 * kMaxRayDepth; s = s->parent) bounces += s->type != miRAY_EYE;
+  std::uint32_t dimension = hash32({bounces});
+  for (const std::uint32_t word : key) dimension = hash32({dimension, word});
+  sample_2d(sample->sampler, sample->pixel_x, sample->pixel_y, sample->sample_index, dimension, out);
+}
+
+miColor shadow_transmittance(miState *state, miVector origin, miVector direction, float distance) {
+  Sample *sample = Sample::of(state);
+  const Scene *scene = sample ? sample->scene : scene_of(state);
+  if (!scene) return miColor{1, 1, 1, 1};
+  if (sample) ++sample->rays.shadow;
+  if (!scene->occluded(origin, direction, 0.0f, distance)) return miColor{1, 1, 1, 1};
+  if (!sample || sample->answering_shadow) return miColor{0, 0, 0, 1};
+  // Something is in the way: ask each surface along the ray what it lets
+  // through, as a shadow ray, until the light is reached or nothing passes.
+  miColor through{1, 1, 1, 1};
+  Renderer &renderer = Renderer::get();
+  constexpr int kMaxSurfaces = 16;
+  float travelled = 0.0f;
+  for (int k = 0; k < kMaxSurfaces; ++k) {
+    Hit hit;
+    if (!scene->intersect(origin, direction, 0.0f, distance - travelled, hit)) return through;
+    if (k > 0) ++sample->rays.shadow;
+    int depth = 0;
+    miState *child = begin_child(state, miRAY_SHADOW, origin, direction, depth);
+    if (!child || !hit.object->material) return miColor{0, 0, 0, 1};
+    scene->fill_hit(*child, origin, direction, hit, child->tex_list);
+    sample->transmit_set = false;
+    sample->answering_shadow = true;
+    std::uint64_t result[8] = {};
+    renderer.shade_material(child->material, result, *child);
+    sample->answering_shadow = false;
+    const bool passes = sample->transmit_set;
+    const miColor t = sample->transmit;
+    sample->transmit_set = false;
+    sample->end_state(depth);
+    if (!passes) return miColor{0, 0, 0, 1};
+    through.r *= t.r, through.g *= t.g, through.b *= t.b;
+    if (std::max({through.r, through.g, through.b}) < 1e-3f) return miColor{0, 0, 0, 1};
+    const float step = hit.distance + surface_offset(child->point);
+    origin = origin + direction * step;
+    travelled += step;
+    if (travelled >= distance) return through;
+  }
+  return miColor{0, 0, 0, 1};
+}
+
+// What a ray that hit nothing sees: the scene's environment shader, or else
+// its environment light, weighed against the light's own sampling when the
+// material said how it chose the ray (`density`).
+miBoolean shade_miss(miColor *result, miState &child, float density) {
+  Sample *sample = Sample::of(&child);
+  const Scene *scene = sample ? sample->scene : nullptr;
+  if (scene && scene->environment)
+    return call_shader(result, miSHADER_MATERIAL, &child, scene->environment, nullptr);
+  if (const Light *light = scene ? scene->environment_light() : nullptr) {
+    miColor c = light->environment->radiance(normalize(child.dir));
+    const float n = static_cast<float>(light->samples * light->samples);
+    const float w = density > 0.0f ? mis_weight(density, n * light->environment->density(normalize(child.dir))) : 1.0f;
+    *result = miColor{c.r * w, c.g * w, c.b * w, 1.0f};
+    return miTRUE;
+  }
+  *result = miColor{0, 0, 0, 0};
+  return miFALSE;
 }
 
 int depth_of(const miState *state) {

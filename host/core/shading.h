@@ -15,6 +15,7 @@
 #include "frame/renderer.h"
 #include "geometry.h"
 #include "host_operations.h"
+#include "sampling.h"
 
 namespace tavo::host {
 
@@ -46,6 +47,20 @@ class Sample {
   int pixel_y = -1;
   int sample_index = 0;
   int samples_per_pixel = 1;
+  SamplerKind sampler = SamplerKind::Sobol;
+
+  // The density with which a material chose the ray it traces next, to weigh
+  // a light that ray finds against the light's own sampling; 0: none given
+  // (a mirror, a refraction, a shader that knows nothing of it).
+  float next_ray_density = 0.0f;
+
+  // What a material called for a shadow ray lets through (tavo_host_transmit);
+  // a material that says nothing is opaque.
+  bool transmit_set = false;
+  miColor transmit{0, 0, 0, 1};
+  // While a material answers a shadow ray it traces nothing and sees no
+  // light, so that a material that knows nothing of shadow rays stays cheap.
+  bool answering_shadow = false;
 
   // How often a shader flushed the caches during this sample (mi_flush_cache).
   int flushes = 0;
@@ -98,6 +113,24 @@ class Sample {
 
 // The number of states above `state` (0 for the first state of a sample).
 int depth_of(const miState *state);
+
+// The kinds of random choice, the first word of a dimension's key.
+enum : std::uint32_t { kPixelDimension = 1, kLightDimension, kGlossyDimension, kShaderDimension };
+
+// The 2D point of the state's sample in the dimension named by `key` and the
+// state's depth; (0.5, 0.5) for a state taken through no pixel.
+void random_2d(const miState *state, std::initializer_list<std::uint32_t> key, float out[2]);
+
+// What a ray that hit nothing sees: the scene's environment shader, or else
+// its environment light, weighed against the light's own sampling when the
+// material gave the density with which it chose the ray; transparent black
+// without either.
+miBoolean shade_miss(miColor *result, miState &state, float density = 0.0f);
+
+// What reaches `distance` along the ray from `origin`: white when nothing is
+// in the way, black behind an opaque object, and through objects whose
+// materials let light through (tavo_host_transmit) their tint.
+miColor shadow_transmittance(miState *state, miVector origin, miVector direction, float distance);
 
 // --- renderer operations, as operations.cpp exports them
 miBoolean call_shader(miColor *result, int type, miState *state, miTag shader, void *argument);

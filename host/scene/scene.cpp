@@ -5,6 +5,7 @@
 #include <string>
 
 #include "declarations.h"
+#include "sampling.h"
 #include "shading.h"
 
 namespace tavo::host {
@@ -130,54 +131,104 @@ void Scene::fill_hit(miState &state, const miVector &origin, const miVector &dir
   }
 }
 
+namespace {
+constexpr float kPi = 3.14159265358979f;
+}
+
+bool Scene::next_light_sample(const miState &state, std::size_t k, int n, LightSample &out) const {
+  const Light &light = lights[k];
+  const miVector n_shading = normalize(state.normal);
+  const miVector lift = state.point + normalize(state.normal_geom) * kRayEpsilon;
+  const float pi_intensity = kPi * light.intensity;
+  miColor radiance{light.color.r * pi_intensity, light.color.g * pi_intensity, light.color.b * pi_intensity, 1.0f};
+  float density = 0.0f;
+  if (light.kind == Light::Kind::Point || light.kind == Light::Kind::Directional) {
+    if (n > 0) return false;
+    const miVector to_light = light.kind == Light::Kind::Point ? light.origin - state.point : light.direction * -1.0f;
+    out.direction = normalize(to_light);
+    out.distance = light.kind == Light::Kind::Point ? length(to_light) : std::numeric_limits<float>::infinity();
+  } else {
+    const int cells = light.samples;
+    if (n >= cells * cells) return false;
+    float r[2];
+    // each cell's point chosen by pixel, sample, depth, light and cell
+    random_2d(&state, {kLightDimension, static_cast<std::uint32_t>(k), static_cast<std::uint32_t>(n)}, r);
+    if (light.kind == Light::Kind::Area) {
+      const int i = n % cells, j = n / cells;
+      const miVector to_light =
+          light.origin + light.u * ((i + r[0]) / cells) + light.v * ((j + r[1]) / cells) - state.point;
+      out.direction = normalize(to_light);
+      out.distance = length(to_light);
+      const float facing = std::abs(dot(normalize(cross(light.u, light.v)), out.direction));
+      density = out.distance * out.distance / std::max(length(cross(light.u, light.v)) * facing, 1e-12f);
+      // seen from here the panel shines with pi x intensity x density: colour x intensity x cosine on arrival
+      radiance = miColor{radiance.r * density, radiance.g * density, radiance.b * density, 1.0f};
+    } else {
+      // the cells stratify the unit square the environment's sampling maps
+      const int i = n % cells, j = n / cells;
+      out.direction = light.environment->sample((i + r[0]) / cells, (j + r[1]) / cells, density, radiance);
+      out.distance = std::numeric_limits<float>::infinity();
+    }
+    density *= static_cast<float>(cells * cells);
+    if (!(density > 0.0f)) {
+      out.cosine = 0.0f;
+      return true;
+    }
+  }
+  out.cosine = dot(n_shading, out.direction);
+  out.density = density;
+  const float scale = density > 0.0f ? 1.0f / density : 1.0f;
+  out.value = miColor{radiance.r * scale, radiance.g * scale, radiance.b * scale, 1.0f};
+  if (!(out.cosine > 0.0f) || !light.shadow) return true;
+  const miColor through = shadow_transmittance(const_cast<miState *>(&state), lift, out.direction,
+                                               out.distance * (1.0f - 1e-4f));
+  out.value.r *= through.r, out.value.g *= through.g, out.value.b *= through.b;
+  return true;
+}
+
 miColor Scene::direct_light(const miState &state) const {
   miColor sum{0, 0, 0, 1};
-  const miVector n = normalize(state.normal);
-  const miVector lift = state.point + normalize(state.normal_geom) * kRayEpsilon;
-  Sample *const sample = Sample::of(&state);
-  // the cosine towards a light `distance` away along `to_light`; 0 behind the surface or in shadow
-  const auto lit = [&](const Light &light, const miVector &to_light, float distance) {
-    const float cosine = dot(n, to_light);
-    if (!(cosine > 0.0f)) return 0.0f;
-    if (!light.shadow) return cosine;
-    if (sample) ++sample->rays.shadow;
-    return occluded(lift, to_light, 0.0f, distance * (1.0f - 1e-4f)) ? 0.0f : cosine;
-  };
-  const bool jittered = sample && sample->has_pixel;
-  for (std::size_t k = 0; k < lights.size(); ++k) {
-    const Light &light = lights[k];
-    float cosine = 0.0f;
-    if (light.kind == Light::Kind::Point) {
-      const miVector to_light = light.origin - state.point;
-      cosine = lit(light, normalize(to_light), length(to_light));
-    } else if (light.kind == Light::Kind::Directional) {
-      cosine = lit(light, normalize(light.direction * -1.0f), std::numeric_limits<float>::infinity());
-    } else {
-      const int cells = light.samples;
-      float total = 0.0f;
-      for (int j = 0; j < cells; ++j)
-        for (int i = 0; i < cells; ++i) {
-          const int cell = j * cells + i;
-          // each cell's point jittered by pixel, sample, light and cell
-          const auto jitter = [&](int axis) {
-            return jittered ? hash01({sample->pixel_x, sample->pixel_y, sample->sample_index, static_cast<int>(k),
-                                      2 * cell + axis})
-                            : 0.5f;
-          };
-          const float s = jitter(0), t = jitter(1);
-          const miVector to_light =
-              light.origin + light.u * ((i + s) / cells) + light.v * ((j + t) / cells) - state.point;
-          total += lit(light, normalize(to_light), length(to_light));
-        }
-      cosine = total / static_cast<float>(cells * cells);
-    }
-    if (!(cosine > 0.0f)) continue;
-    const float w = cosine * light.intensity;
-    sum.r += light.color.r * w;
-    sum.g += light.color.g * w;
-    sum.b += light.color.b * w;
-  }
+  // the renderer's lights give pi x intensity as radiance over a white Lambert surface's 1 / pi
+  sample_lights(state, [&](const LightSample &s) {
+    const float w = s.cosine / kPi;
+    sum.r += s.value.r * w, sum.g += s.value.g * w, sum.b += s.value.b * w;
+  });
   return sum;
+}
+
+const Light *Scene::environment_light() const {
+  for (const Light &light : lights)
+    if (light.kind == Light::Kind::Environment) return &light;
+  return nullptr;
+}
+
+bool Scene::area_light_on_ray(const miVector &origin, const miVector &direction, float t_far, miColor &radiance,
+                              float &density) const {
+  bool found = false;
+  for (const Light &light : lights) {
+    if (light.kind != Light::Kind::Area) continue;
+    const miVector normal = cross(light.u, light.v);
+    const float facing = dot(direction, normal);
+    if (facing == 0.0f) continue;
+    const float t = dot(light.origin - origin, normal) / facing;
+    if (!(t > 0.0f) || !(t < t_far)) continue;
+    // where on the panel: solve p - origin = s u + t v in the panel's plane
+    const miVector p = origin + direction * t - light.origin;
+    const float uu = dot(light.u, light.u), uv = dot(light.u, light.v), vv = dot(light.v, light.v);
+    const float pu = dot(p, light.u), pv = dot(p, light.v), det = uu * vv - uv * uv;
+    const float s = (pu * vv - pv * uv) / det, r = (pv * uu - pu * uv) / det;
+    if (s < 0.0f || s > 1.0f || r < 0.0f || r > 1.0f) continue;
+    t_far = t;
+    // area x cosine at the panel is |facing| / |direction|
+    const float d = t * length(direction);
+    const float p_light = d * d * length(direction) / std::abs(facing);
+    const float cells = static_cast<float>(light.samples * light.samples);
+    const float scale = kPi * light.intensity * p_light;
+    radiance = miColor{light.color.r * scale, light.color.g * scale, light.color.b * scale, 1.0f};
+    density = cells * p_light;
+    found = true;
+  }
+  return found;
 }
 
 }  // namespace tavo::host

@@ -7,8 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "environment.h"
 #include "frame/renderer.h"
 #include "geometry.h"
+#include "host_operations.h"
 
 namespace tavo::host {
 
@@ -33,7 +35,7 @@ struct Camera {
 };
 
 struct Light {
-  enum class Kind { Point, Directional, Area };
+  enum class Kind { Point, Directional, Area, Environment };
   miTag tag = 0;
   std::string name;
   Kind kind = Kind::Point;
@@ -47,6 +49,24 @@ struct Light {
   miColor color{1, 1, 1, 1};
   float intensity = 1.0f;
   bool shadow = true;
+  // An environment light: its image, rotation and intensity (samples x
+  // samples directions chosen by brightness per shading point).
+  std::shared_ptr<const Environment> environment;
+};
+
+// One direction a light was sampled in for a shading point. An estimate of
+// the light a surface reflects is the sum over the samples of BRDF x cosine
+// x value. An area light gives the light of the old renderer (colour x
+// intensity x cosine at any distance); seen in a reflection it shines with
+// the radiance that keeps that so.
+struct LightSample {
+  miVector direction{};  // unit, from the point towards the light
+  float distance = 0;    // to the point on the light; infinite for directional and environment lights
+  float cosine = 0;      // between the shading normal and `direction`
+  miColor value{};       // the radiance arriving, shadowed, over (samples x density)
+  // samples x the solid-angle density of the choice, to weigh it against a
+  // material's own choice of direction; 0 for lights from one direction.
+  float density = 0;
 };
 
 // Where a ray met an object.
@@ -93,12 +113,35 @@ class Scene {
 
   // Light arriving at the state's point over its normal: the sum over the
   // lights of colour x intensity x cos, without falloff, zero where a shadow
-  // ray finds an object in the way. An area light gives the mean over its
-  // cells, each seen at a point jittered by the state's pixel and sample
-  // (the cell's centre for a state taken through no pixel).
+  // ray finds an opaque object in the way (tinted by what a transmissive one
+  // lets through). An area light gives the mean over its cells, each seen at
+  // a point chosen by the state's pixel and sample (the cell's centre for a
+  // state taken through no pixel); an environment light gives its radiance
+  // over the hemisphere, sampled by brightness.
   miColor direct_light(const miState &state) const;
 
+  // The light samples for the state's point (those in front of its normal),
+  // each handed to `take`.
+  template <typename Take>
+  void sample_lights(const miState &state, Take &&take) const {
+    LightSample s;
+    for (std::size_t k = 0; k < lights.size(); ++k)
+      for (int n = 0; next_light_sample(state, k, n, s); ++n)
+        if (s.cosine > 0.0f) take(s);
+  }
+
+  // The first environment light, or null.
+  const Light *environment_light() const;
+  // The radiance of the nearest area light along the ray before t_far (both
+  // sides of a panel shine), with the density of sampling that direction;
+  // false when no area light lies on the ray.
+  bool area_light_on_ray(const miVector &origin, const miVector &direction, float t_far, miColor &radiance,
+                         float &density) const;
+
  private:
+  // Sample n of light k (its cells in order); false past the light's last.
+  bool next_light_sample(const miState &state, std::size_t k, int n, LightSample &out) const;
+
   struct Rtc;
   std::unique_ptr<Rtc> rtc_;
   std::vector<std::unique_ptr<Object>> objects_;

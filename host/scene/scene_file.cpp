@@ -182,12 +182,19 @@ class SceneParser {
     Light light;
     light.name = lex().expect_string("the light's name in quotes");
     std::map<std::string, int> placed;  // settings of one kind of light -> line, checked against the kind
+    std::string environment_file;
+    bool studio = true;
+    float rotate = 0.0f;
     while (!lex().accept_word("end")) {
       const int at = lex().peek().line;
       const std::string word = lex().peek().kind == Token::Kind::Word ? lex().peek().text : std::string();
       if (lex().accept_word("point")) light.kind = Light::Kind::Point;
       else if (lex().accept_word("directional")) light.kind = Light::Kind::Directional;
       else if (lex().accept_word("area")) light.kind = Light::Kind::Area;
+      else if (lex().accept_word("environment")) light.kind = Light::Kind::Environment;
+      else if (lex().accept_word("studio")) environment_file.clear(), studio = true;
+      else if (lex().accept_word("image")) environment_file = lex().expect_string("the environment image's name in quotes"), studio = false;
+      else if (lex().accept_word("rotate")) rotate = number("the environment's rotation in degrees");
       else if (lex().accept_word("origin")) light.origin = vector3("the light's origin: x y z");
       else if (lex().accept_word("direction")) light.direction = vector3("the light's direction: x y z");
       else if (lex().accept_word("u")) light.u = vector3("the area light's first edge: x y z");
@@ -203,16 +210,18 @@ class SceneParser {
       else if (lex().accept_word("shadow")) light.shadow = boolean("on or off");
       else
         lex().fail_expected(
-            "a light setting (point, directional, area, origin, direction, u, v, samples, color, intensity, shadow) "
-            "or 'end'");
-      if (word == "origin" || word == "direction" || word == "u" || word == "v" || word == "samples")
+            "a light setting (point, directional, area, environment, origin, direction, u, v, samples, studio, "
+            "image, rotate, color, intensity, shadow) or 'end'");
+      if (word == "origin" || word == "direction" || word == "u" || word == "v" || word == "samples" ||
+          word == "studio" || word == "image" || word == "rotate")
         placed.emplace(word, at);
     }
     lex().expect_word("light");
     static const std::map<Light::Kind, std::vector<std::string>> allowed = {
         {Light::Kind::Point, {"origin"}},
         {Light::Kind::Directional, {"direction"}},
-        {Light::Kind::Area, {"origin", "u", "v", "samples"}}};
+        {Light::Kind::Area, {"origin", "u", "v", "samples"}},
+        {Light::Kind::Environment, {"studio", "image", "rotate", "samples"}}};
     const std::vector<std::string> &ok = allowed.at(light.kind);
     for (const auto &[setting, at] : placed)
       if (std::find(ok.begin(), ok.end(), setting) == ok.end())
@@ -221,9 +230,35 @@ class SceneParser {
       lex().fail(line, "the directional light \"" + light.name + "\" needs a direction");
     if (light.kind == Light::Kind::Area && !(length(cross(light.u, light.v)) > 0.0f))
       lex().fail(line, "the area light \"" + light.name + "\" needs two edges that span an area");
+    if (light.kind == Light::Kind::Environment) {
+      if (!placed.count("samples")) light.samples = 1;
+      light.environment = std::make_shared<const Environment>(environment_light(environment_file, studio, rotate, light, line));
+    }
     light.tag = renderer_.new_tag();
     define(light.name, ElementKind::Light, line, light.tag);
     out_.scene->lights.push_back(light);
+  }
+
+  // The generated studio, or a latitude-longitude image, tinted by the light's colour.
+  Environment environment_light(const std::string &file, bool studio, float rotate, const Light &light, int line) {
+    const float intensity = light.intensity;
+    if (studio) return Environment::studio(rotate, intensity);
+    std::vector<miColor> texels;
+    int width = 0, height = 0;
+    try {
+      const Image image = read_image(locate(file), light.name);
+      const Image::Level &base = image.levels().front();
+      width = base.width, height = base.height;
+      texels.resize(base.texels.size());
+      for (int j = 0; j < height; ++j)  // the image keeps its bottom row first
+        for (int i = 0; i < width; ++i) {
+          const miColor &c = base.texels[static_cast<std::size_t>(height - 1 - j) * width + i];
+          texels[static_cast<std::size_t>(j) * width + i] = {c.r * light.color.r, c.g * light.color.g, c.b * light.color.b, 1};
+        }
+    } catch (const Error &e) {
+      lex().fail(line, e.what());
+    }
+    return Environment(width, height, std::move(texels), rotate, intensity);
   }
 
   void object(int line) {

@@ -57,9 +57,8 @@ miColor shade_sample(ShadingState &shading, const Scene &scene, int x, int y, do
     } else {
       color = miColor{0, 0, 0, 1};  // an object without a material is black
     }
-  } else if (scene.environment) {
-    if (call_shader(reinterpret_cast<miColor *>(result), miSHADER_MATERIAL, &state, scene.environment, nullptr))
-      std::memcpy(&color, result, sizeof color);
+  } else if (shade_miss(reinterpret_cast<miColor *>(result), state)) {
+    std::memcpy(&color, result, sizeof color);
   }
   shading.sample.end_sample();
   return color;
@@ -205,7 +204,7 @@ RenderedImage render(Scene &scene, const std::vector<miTag> &instances, const Re
     for (const miTag tag : instances) renderer.init_instance(tag, init.state);
   }
 
-  // a grid of n x n strata per pixel, with n the smallest whose square holds the samples
+  // the independent sampler keeps its grid of n x n strata per pixel, n the smallest whose square holds the samples
   const int samples = settings.samples;
   const int grid = static_cast<int>(std::ceil(std::sqrt(static_cast<double>(samples))));
   const int tiles_x = (image.width + kTile - 1) / kTile, tiles_y = (image.height + kTile - 1) / kTile;
@@ -220,6 +219,7 @@ RenderedImage render(Scene &scene, const std::vector<miTag> &instances, const Re
     sample.scene = &scene;
     sample.has_pixel = true;
     sample.samples_per_pixel = samples;
+    sample.sampler = settings.sampler;
     shading.camera = camera;
     shading.options = scene.options;
     for (int y = ty * kTile; y < std::min((ty + 1) * kTile, image.height); ++y) {
@@ -229,8 +229,13 @@ RenderedImage render(Scene &scene, const std::vector<miTag> &instances, const Re
         double sum[4] = {0, 0, 0, 0};
         for (int s = 0; s < samples; ++s) {
           sample.sample_index = s;
-          const double rx = samples == 1 ? 0.5 : (s % grid + 0.5) / grid;
-          const double ry = samples == 1 ? 0.5 : (s / grid + 0.5) / grid;
+          double rx = samples == 1 ? 0.5 : (s % grid + 0.5) / grid;
+          double ry = samples == 1 ? 0.5 : (s / grid + 0.5) / grid;
+          if (settings.sampler == SamplerKind::Sobol) {
+            float at[2];
+            sample_2d(SamplerKind::Sobol, x, y, s, kPixelDimension, at);
+            rx = at[0], ry = at[1];
+          }
           const miColor c = shade_sample(shading, scene, x, y, x + rx, y + ry);
           sum[0] += c.r, sum[1] += c.g, sum[2] += c.b, sum[3] += c.a;
         }

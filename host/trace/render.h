@@ -23,7 +23,10 @@ enum class ProgressStyle { Off, Bar, Lines };
 struct RenderSettings {
   int width = 0;    // 0: the camera's resolution
   int height = 0;
-  int samples = 1;  // per pixel, on a fixed stratified grid (so any thread count gives the same image)
+  int samples = 1;  // per pixel (any thread count gives the same image)
+  // how samples choose: Owen-scrambled Sobol points, or the first renderer's
+  // hashes on a fixed grid of pixel positions (kept to measure against)
+  SamplerKind sampler = SamplerKind::Sobol;
   int threads = 0;  // 0: every core
   ProgressStyle progress = ProgressStyle::Off;
 };

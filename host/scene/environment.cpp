@@ -1,0 +1,148 @@
+#include "environment.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "declarations.h"
+#include "geometry.h"
+
+namespace tavo::host {
+
+namespace {
+
+constexpr float kPi = 3.14159265358979f;
+
+float luminance(const miColor &c) { return 0.2126f * c.r + 0.7152f * c.g + 0.0722f * c.b; }
+
+// The index i with cdf[i] <= u < cdf[i + 1].
+int find_interval(const float *cdf, int count, float u) {
+  const float *at = std::upper_bound(cdf, cdf + count + 1, u);
+  return std::clamp(static_cast<int>(at - cdf) - 1, 0, count - 1);
+}
+
+}  // namespace
+
+Environment::Environment(int width, int height, std::vector<miColor> texels, float rotation_degrees, float intensity)
+    : width_(width), height_(height), texels_(std::move(texels)), rotation_(rotation_degrees * kPi / 180.0f),
+      intensity_(intensity) {
+  if (width < 1 || height < 1 || texels_.size() != static_cast<std::size_t>(width) * height)
+    throw Error("an environment needs a positive size and a texel for each place");
+  // each texel weighed by its brightness and the solid angle it covers (its row's sine)
+  rows_.assign(height + 1, 0.0f);
+  columns_.assign(static_cast<std::size_t>(height) * (width + 1), 0.0f);
+  texel_probability_.assign(texels_.size(), 0.0f);
+  std::vector<double> row_weight(height, 0.0);
+  double total = 0;
+  for (int j = 0; j < height; ++j) {
+    const float sine = std::sin(kPi * (j + 0.5f) / height);
+    float *cdf = &columns_[static_cast<std::size_t>(j) * (width + 1)];
+    double sum = 0;
+    for (int i = 0; i < width; ++i) {
+      const miColor &c = texels_[static_cast<std::size_t>(j) * width + i];
+      // a floor under the weights, so that no direction that gives light is never chosen
+      const double w = (std::max(luminance(c), 0.0f) + 1e-3) * sine;
+      texel_probability_[static_cast<std::size_t>(j) * width + i] = static_cast<float>(w);
+      sum += w;
+      cdf[i + 1] = static_cast<float>(sum);
+    }
+    for (int i = 1; i <= width; ++i) cdf[i] = sum > 0 ? static_cast<float>(cdf[i] / sum) : float(i) / width;
+    row_weight[j] = sum;
+    total += sum;
+  }
+  for (int j = 0; j < height; ++j) rows_[j + 1] = static_cast<float>(rows_[j] + row_weight[j] / total);
+  rows_[height] = 1.0f;
+  for (float &p : texel_probability_) p = static_cast<float>(p / total);
+}
+
+void Environment::to_image(const miVector &d, float &x, float &y) const {
+  const float phi = std::atan2(d.x, -d.z) - rotation_;  // 0 looking down -z, growing towards +x
+  float u = phi / (2 * kPi);
+  u -= std::floor(u);
+  x = u * width_;
+  y = std::acos(std::clamp(d.y, -1.0f, 1.0f)) / kPi * height_;
+}
+
+miVector Environment::from_image(float x, float y) const {
+  const float phi = x / width_ * 2 * kPi + rotation_, theta = y / height_ * kPi;
+  const float s = std::sin(theta);
+  return {s * std::sin(phi), std::cos(theta), -s * std::cos(phi)};
+}
+
+miColor Environment::radiance(const miVector &d) const {
+  float x, y;
+  to_image(d, x, y);
+  // bilinear between texel centres, wrapping round and clamped at the poles
+  const float fx = x - 0.5f, fy = std::clamp(y - 0.5f, 0.0f, height_ - 1.0f);
+  const int i0 = static_cast<int>(std::floor(fx)), j0 = static_cast<int>(fy);
+  const float a = fx - i0, b = fy - j0;
+  const int j1 = std::min(j0 + 1, height_ - 1);
+  const auto at = [&](int i, int j) -> const miColor & {
+    return texels_[static_cast<std::size_t>(j) * width_ + ((i % width_) + width_) % width_];
+  };
+  const miColor &c00 = at(i0, j0), &c10 = at(i0 + 1, j0), &c01 = at(i0, j1), &c11 = at(i0 + 1, j1);
+  const auto mix = [&](float p00, float p10, float p01, float p11) {
+    return intensity_ * ((p00 * (1 - a) + p10 * a) * (1 - b) + (p01 * (1 - a) + p11 * a) * b);
+  };
+  return {mix(c00.r, c10.r, c01.r, c11.r), mix(c00.g, c10.g, c01.g, c11.g), mix(c00.b, c10.b, c01.b, c11.b), 1.0f};
+}
+
+float Environment::density(const miVector &d) const {
+  float x, y;
+  to_image(d, x, y);
+  const int i = std::clamp(static_cast<int>(x), 0, width_ - 1), j = std::clamp(static_cast<int>(y), 0, height_ - 1);
+  const float sine = std::sin(kPi * (j + 0.5f) / height_);
+  // a texel covers (2 pi / width) x (pi / height) x sine of solid angle
+  return texel_probability_[static_cast<std::size_t>(j) * width_ + i] * width_ * height_ /
+         (2 * kPi * kPi * std::max(sine, 1e-4f));
+}
+
+miVector Environment::sample(float u, float v, float &pdf, miColor &seen) const {
+  const int j = find_interval(rows_.data(), height_, u);
+  const float row_span = rows_[j + 1] - rows_[j];
+  const float fy = row_span > 0 ? (u - rows_[j]) / row_span : 0.5f;
+  const float *cdf = &columns_[static_cast<std::size_t>(j) * (width_ + 1)];
+  const int i = find_interval(cdf, width_, v);
+  const float span = cdf[i + 1] - cdf[i];
+  const float fx = span > 0 ? (v - cdf[i]) / span : 0.5f;
+  const miVector d = from_image(i + std::clamp(fx, 0.0f, 0.999f), j + std::clamp(fy, 0.0f, 0.999f));
+  pdf = density(d);
+  seen = radiance(d);
+  return d;
+}
+
+Environment Environment::studio(float rotation_degrees, float intensity) {
+  constexpr int kWidth = 256, kHeight = 128;
+  struct Softbox {
+    miVector towards;  // where it lies seen from the subject
+    float half_angle;  // degrees
+    miColor color;
+  };
+  // the camera looks down -z: +z is behind it, so a light there shows in what the camera sees
+  const Softbox boxes[] = {
+      {normalize({-0.55f, 0.6f, 0.6f}), 16.0f, {9.0f, 8.6f, 8.0f, 1}},    // key, front left, warm
+      {normalize({0.85f, 0.25f, -0.45f}), 7.0f, {5.0f, 5.2f, 5.6f, 1}},   // strip, back right, cool
+      {normalize({0.25f, 1.0f, 0.15f}), 28.0f, {1.6f, 1.6f, 1.6f, 1}},    // overhead fill
+  };
+  std::vector<miColor> texels(static_cast<std::size_t>(kWidth) * kHeight);
+  Environment shape(1, 1, {miColor{1, 1, 1, 1}}, 0.0f, 1.0f);  // only for its mapping
+  for (int j = 0; j < kHeight; ++j)
+    for (int i = 0; i < kWidth; ++i) {
+      const miVector d = shape.from_image(i + 0.5f, j + 0.5f);
+      // the cyclorama: a soft grey that brightens upwards over a darker floor
+      const float up = d.y, horizon = std::clamp(up * 6.0f + 0.5f, 0.0f, 1.0f);
+      const float wall = 0.5f + 0.3f * std::max(up, 0.0f);
+      const float level = 0.18f + (wall - 0.18f) * horizon;
+      miColor c{level, level * 1.01f, level * 1.04f, 1};
+      for (const Softbox &box : boxes) {
+        const float angle = std::acos(std::clamp(dot(d, box.towards), -1.0f, 1.0f)) * 180.0f / kPi;
+        // a bright face with a short soft edge
+        const float t = std::clamp((box.half_angle + 2.0f - angle) / 4.0f, 0.0f, 1.0f);
+        const float w = t * t * (3 - 2 * t);
+        c.r += w * box.color.r, c.g += w * box.color.g, c.b += w * box.color.b;
+      }
+      texels[static_cast<std::size_t>(j) * kWidth + i] = c;
+    }
+  return Environment(kWidth, kHeight, std::move(texels), rotation_degrees, intensity);
+}
+
+}  // namespace tavo::host

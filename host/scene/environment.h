@@ -1,0 +1,47 @@
+// Light from every direction: a latitude-longitude image (x runs once round
+// the vertical axis, the top row looks straight up) with a rotation about
+// the vertical and an intensity, chosen by its brightness when a shading
+// point asks for a direction to light it from. The studio environment the
+// previews use is generated here, so that nothing has to be downloaded.
+#pragma once
+
+#include <vector>
+
+#include "frame/renderer.h"
+
+namespace tavo::host {
+
+class Environment {
+ public:
+  // texels: width x height, rows top first (the top row looks up).
+  Environment(int width, int height, std::vector<miColor> texels, float rotation_degrees, float intensity);
+
+  // A soft-lit studio: a grey cyclorama, a large key softbox front left, a
+  // strip light at the back right and a broad fill overhead.
+  static Environment studio(float rotation_degrees, float intensity);
+
+  int width() const { return width_; }
+  int height() const { return height_; }
+
+  // The radiance arriving from direction `d` (unit).
+  miColor radiance(const miVector &d) const;
+  // A direction chosen by brightness from (u, v) in [0, 1)^2, with its
+  // solid-angle density and radiance.
+  miVector sample(float u, float v, float &density, miColor &radiance) const;
+  // The density `sample` gives direction `d`.
+  float density(const miVector &d) const;
+
+ private:
+  void to_image(const miVector &d, float &x, float &y) const;  // in texels
+  miVector from_image(float x, float y) const;
+
+  int width_, height_;
+  std::vector<miColor> texels_;
+  float rotation_;   // radians
+  float intensity_;
+  std::vector<float> rows_;     // cumulative weight of the rows, normalised, height + 1 entries
+  std::vector<float> columns_;  // per row, cumulative weight of its texels, normalised, width + 1 entries
+  std::vector<float> texel_probability_;
+};
+
+}  // namespace tavo::host
