@@ -73,6 +73,11 @@ void ratio(const std::string &measured, const std::string &baseline, double goal
 }
 
 void figure(const std::string &name, double value, const std::string &unit, double goal, bool at_least) {
+  for (Figure &f : figures())
+    if (f.name == name) {  // a later repetition's figure replaces the earlier one
+      f = {name, unit, value, goal, at_least};
+      return;
+    }
   figures().push_back({name, unit, value, goal, at_least});
 }
 
