@@ -3,6 +3,8 @@
 #                        render gallery.png and utilities.png
 #   make test            install what is missing, build, run every test
 #   make check-sanitize  every test under AddressSanitizer + UndefinedBehaviorSanitizer
+#   make check-thread    the tests that run threads, under ThreadSanitizer
+#   make fuzz            each fuzzing harness for FUZZ_SECONDS (default 60) under ASan + UBSan
 #   make bench           the benchmarks
 #   make windows         the Windows x64 build (MinGW-w64) in build-windows/
 #   make check-windows   the Windows build's tests, under Wine
@@ -10,12 +12,20 @@
 BUILD      ?= build
 SAN_BUILD  ?= build-sanitize
 WIN_BUILD  ?= build-windows
+THREAD_BUILD ?= build-thread
+FUZZ_BUILD ?= build-fuzz
+FUZZ_SECONDS ?= 60
+FUZZERS    ?= scene declarations obj values batch
+# The tests that run threads: evaluations from many threads, the binding
+# layer's simultaneous first calls, renders on more than one thread.
+THREAD_TESTS := Concurrency|Render\.(ExamplesMatch|OneThreadAndTwo)|Lenses\.AnAreaLit
 JOBS       ?= $(shell nproc)
 PACKAGES   := cmake ninja-build g++ make pkg-config libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev \
               libembree-dev libopenimageio-dev libtbb-dev
 WINDOWS_PACKAGES := g++-mingw-w64-x86-64-posix wine64 googletest
+FUZZ_PACKAGES := clang libclang-rt-dev
 
-.PHONY: all deps windows-deps build demo test check-sanitize bench windows check-windows clean
+.PHONY: all deps windows-deps fuzz-deps build demo test check-sanitize check-thread fuzz bench windows check-windows clean
 
 all: build
 
@@ -39,6 +49,9 @@ deps:
 windows-deps:
 	$(call install_missing,$(PACKAGES) $(WINDOWS_PACKAGES))
 
+fuzz-deps:
+	$(call install_missing,$(PACKAGES) $(FUZZ_PACKAGES))
+
 $(BUILD)/build.ninja: | deps
 	cmake -S . -B $(BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
 
@@ -59,6 +72,20 @@ check-sanitize: deps
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	  ctest --test-dir $(SAN_BUILD) --output-on-failure -j$(JOBS)
 
+# Embree, oneTBB and OpenImageIO are not instrumented: the suppressions name
+# their own frames only.
+check-thread: deps
+	cmake -S . -B $(THREAD_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVO_THREAD_SANITIZE=ON
+	ninja -C $(THREAD_BUILD) -j$(JOBS) tavo_tests binding_tests
+	TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1 suppressions=$(abspath tests/thread_sanitizer.supp)" \
+	  ctest --test-dir $(THREAD_BUILD) --output-on-failure -j$(JOBS) -R '$(THREAD_TESTS)'
+
+# The corpus replays run with every test; this grows it (tests/fuzz/run.sh).
+fuzz: fuzz-deps
+	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVO_FUZZ=ON
+	ninja -C $(FUZZ_BUILD) -j$(JOBS) tavo_fuzzers
+	sh tests/fuzz/run.sh $(FUZZ_BUILD) $(FUZZ_SECONDS) $(FUZZERS)
+
 bench: build
 	@if [ -x $(BUILD)/bin/tavo_bench ]; then $(BUILD)/bin/tavo_bench; else echo "no benchmarks built"; fi
 
@@ -76,7 +103,7 @@ check-windows: build windows
 	  WINEPREFIX=$(abspath $(WIN_BUILD))/wineprefix /usr/lib/wine/wineserver -k 2>/dev/null; exit $$status
 
 clean:
-	rm -rf $(BUILD) $(SAN_BUILD) $(WIN_BUILD)
+	rm -rf $(BUILD) $(SAN_BUILD) $(WIN_BUILD) $(THREAD_BUILD) $(FUZZ_BUILD)
 
 # Tests against code (non-blank lines) and test cases per folder.
 # make mutants: a seeded sample of mutations of the library's shaders, each

@@ -1,8 +1,5 @@
 #include "render.h"
 
-#include <oneapi/tbb/blocked_range2d.h>
-#include <oneapi/tbb/global_control.h>
-#include <oneapi/tbb/parallel_for.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -20,6 +17,7 @@
 #include "scene.h"
 #include "shading.h"
 #include "texture.h"
+#include "tiles.h"
 #include "work_limits.h"
 
 namespace tavo::host {
@@ -252,13 +250,7 @@ RenderedImage render(Scene &scene, const std::vector<miTag> &instances, const Re
   };
 
   const int threads = settings.threads > 0 ? settings.threads : std::max(1, static_cast<int>(sysconf(_SC_NPROCESSORS_ONLN)));
-  {
-    tbb::global_control limit(tbb::global_control::max_allowed_parallelism, static_cast<std::size_t>(threads));
-    tbb::parallel_for(tbb::blocked_range2d<int>(0, tiles_y, 1, 0, tiles_x, 1), [&](const auto &range) {
-      for (int ty = range.rows().begin(); ty < range.rows().end(); ++ty)
-        for (int tx = range.cols().begin(); tx < range.cols().end(); ++tx) render_tile(tx, ty);
-    });
-  }
+  for_each_tile(tiles_x, tiles_y, threads, render_tile);
   progress.finish();
   image.samples_per_pixel = samples;
   image.stats.wall_seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - wall_start).count();
