@@ -16,9 +16,10 @@ THREAD_BUILD ?= build-thread
 FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 60
 FUZZERS    ?= scene declarations obj values batch
-# The tests that run threads: evaluations from many threads, the binding
-# layer's simultaneous first calls, renders on more than one thread.
-THREAD_TESTS := Concurrency|Render\.(ExamplesMatch|OneThreadAndTwo)|Lenses\.AnAreaLit
+# The tests that run threads (tests/robustness/CMakeLists.txt): evaluations
+# from many threads, renders on more than one, and the binding layer's
+# simultaneous first calls.
+THREAD_TESTS := ^thread\.|^binding\..*Concurrency
 JOBS       ?= $(shell nproc)
 PACKAGES   := cmake ninja-build g++ make pkg-config libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev \
               libembree-dev libopenimageio-dev libtbb-dev
@@ -76,7 +77,7 @@ check-sanitize: deps
 # their own frames only.
 check-thread: deps
 	cmake -S . -B $(THREAD_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVO_THREAD_SANITIZE=ON
-	ninja -C $(THREAD_BUILD) -j$(JOBS) tavo_tests binding_tests
+	ninja -C $(THREAD_BUILD) -j$(JOBS) tavo_thread_tests binding_tests
 	TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1 suppressions=$(abspath tests/thread_sanitizer.supp)" \
 	  ctest --test-dir $(THREAD_BUILD) --output-on-failure -j$(JOBS) -R '$(THREAD_TESTS)'
 
