@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "renderer_core.h"
+#include "scene_file.h"
 
 namespace tavo::bench {
 
@@ -34,6 +35,9 @@ benchmark::internal::Benchmark *add(const std::string &name, Fn &&fn) {
 // The renderer with the library, the tests' shaders and the host's helpers
 // loaded, the way tavo loads them.
 host::Renderer &renderer();
+
+// examples/gallery.mi, loaded once, as the renderer's current scene.
+const host::LoadedScene &gallery();
 
 // A state ready for a shader call.
 host::ShadingState &shading();

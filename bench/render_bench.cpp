@@ -18,18 +18,6 @@
 namespace tavo::bench {
 namespace {
 
-const host::LoadedScene &gallery() {
-  static const host::LoadedScene loaded = [] {
-    renderer();
-    const std::string lib = std::filesystem::path(TAVO_LIBRARY).parent_path().string();
-    host::LoadedScene scene = host::load_scene(std::string(TAVO_EXAMPLES) + "/gallery.mi", {lib});
-    renderer().set_current_scene(scene.scene);
-    renderer().set_scene(scene.record.value_or(host::Renderer::default_scene()));
-    return scene;
-  }();
-  return loaded;
-}
-
 double seconds[3];  // by thread count
 
 void render(benchmark::State &state, int threads) {
