@@ -135,7 +135,7 @@ TEST(Tavo, SaysItsVersionAndListsTheCommandsForAnUnknownOne) {
   EXPECT_EQ(tavo("--version").out, "tavo 1.0\n");
   const ToolRun r = tavo("evaluate tavo_decal");
   EXPECT_EQ(r.status, 2);
-  EXPECT_EQ(r.err, "tavo: unknown command 'evaluate' (commands: list, eval, render, diff)\n");
+  EXPECT_EQ(r.err, "tavo: unknown command 'evaluate' (commands: list, eval, render, preview, diff)\n");
 }
 
 TEST(TavoEval, ADeclaredShaderTheLibraryDoesNotExportIsRefused) {

@@ -92,8 +92,24 @@ struct RenderOptions {
   bool stats = false;  // the statistics line even when quiet; with json, a JSON document on standard output
   bool json = false;
   std::vector<std::string> sets;
+  bool tonemap = false;          // a filmic curve before the sRGB encoding of 8-bit formats
+  std::string sampler = "sobol";  // hidden: "independent", the first renderer's sampler, to measure against
 };
 
+// The options render and preview share, on either subcommand.
+void add_render_options(CLI::App &app, RenderOptions &options);
+
 int run_render(const RenderOptions &options, const std::filesystem::path &library_dir);
+
+// --- tavo preview
+struct PreviewOptions {
+  std::string material;
+  std::vector<std::string> assignments;  // NAME=VALUE of the material's parameters
+  RenderOptions render;
+};
+
+// The shader-ball scene for a material phenomenon, or a converter's (tavo_Shd_X_spider: tavo_Mtl_X).
+std::string preview_scene(const std::string &material, int width, int height);
+int run_preview(const PreviewOptions &options, const std::filesystem::path &library_dir);
 
 }  // namespace tavo::tool

@@ -64,16 +64,16 @@ int main(int argc, char **argv) {
   rd->add_option("SCENE", render_options.file, "the scene file")->required();
   rd->add_option("-o,--output", render_options.output, "the image to write; its extension picks the format")
       ->required();
-  rd->add_option("--resolution", render_options.resolution, "W,H (default: the camera's)");
-  rd->add_option("--samples", render_options.samples, "samples per pixel (default 1)");
-  rd->add_option("--threads", render_options.threads, "rendering threads (default: every core)")
-      ->check(CLI::Range(1, kMaxThreads));
-  rd->add_flag("--quiet", render_options.quiet, "no progress and no statistics line");
-  rd->add_flag("--stats", render_options.stats, "print the statistics line even when quiet");
-  rd->add_flag("--json", render_options.json, "with --stats: the statistics as JSON on standard output");
-  rd->add_option("--set", render_options.sets, "INSTANCE.PARAM=VALUE: a value the scene's instance gets as if "
-                                              "its file gave it (repeatable)");
-  rd->add_flag("--strict", render_options.strict, "a value outside its declared values or range is an error");
+  add_render_options(*rd, render_options);
+
+  PreviewOptions preview;
+  preview.render.samples = 16;
+  CLI::App *pv = app.add_subcommand("preview", "render a material on a shader ball under a studio light");
+  pv->add_option("MATERIAL", preview.material, "a material phenomenon (tavo_Mtl_Metal) or a converter")->required();
+  pv->add_option("NAME=VALUE", preview.assignments, "the material's parameters");
+  pv->add_option("-o,--output", preview.render.output, "the image to write; its extension picks the format")
+      ->required();
+  add_render_options(*pv, preview.render);
 
   DiffOptions diff;
   CLI::App *df = app.add_subcommand("diff", "compare two images: mean, RMS, PSNR and maximum error "
@@ -93,7 +93,7 @@ int main(int argc, char **argv) {
         const std::string word = argv[i];
         if (word == "--library") { ++i; continue; }
         if (word.rfind("-", 0) == 0) continue;
-        std::fprintf(stderr, "tavo: unknown command '%s' (commands: list, eval, render, diff)\n", word.c_str());
+        std::fprintf(stderr, "tavo: unknown command '%s' (commands: list, eval, render, preview, diff)\n", word.c_str());
         return 2;
       }
     std::fprintf(stderr, "tavo: %s\n", e.what());
@@ -116,6 +116,14 @@ int main(int argc, char **argv) {
       return run_render(render_options, lib.parent_path());
 #else
       throw UsageError("render needs ray tracing and image files, which this build of tavo does not have (Linux only)");
+#endif
+    }
+    if (pv->parsed()) {
+#if TAVO_TRACING
+      load_library(lib);
+      return run_preview(preview, lib.parent_path());
+#else
+      throw UsageError("preview needs ray tracing and image files, which this build of tavo does not have (Linux only)");
 #endif
     }
     if (ev->parsed() && !batch.empty()) {

@@ -23,6 +23,7 @@ struct Camera {
   miVector forward{0, 0, -1};
   miVector up{0, 1, 0};
   miVector right{1, 0, 0};
+  bool fixed_aspect = false;  // the scene gave the aspect; otherwise it follows the resolution
 
   Camera();
   // Points the camera along `direction`, keeping `up` as nearly up as it can.

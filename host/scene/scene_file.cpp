@@ -79,6 +79,7 @@ class SceneParser {
   }
   void finish() {
     Camera &camera = out_.scene->camera;
+    camera.fixed_aspect = settings_.aspect_given;
     if (!settings_.aspect_given)
       camera.intrinsics.aspect =
           static_cast<float>(camera.intrinsics.x_resolution) / static_cast<float>(camera.intrinsics.y_resolution);

@@ -168,6 +168,24 @@ std::string stats_json(const RenderedImage &image) {
   return text;
 }
 
+bool is_linear_format(const std::string &path) {
+  std::string ext = std::filesystem::path(path).extension().string();
+  std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return std::tolower(c); });
+  return ext == ".exr" || ext == ".hdr" || ext == ".pfm";
+}
+
+float filmic(float linear) {
+  if (!(linear > 0.0f)) return 0.0f;
+  // a fitted filmic curve: a toe, a long shoulder, white at about 11 times mid grey
+  const float x = linear * 0.8f;
+  return std::clamp(x * (2.51f * x + 0.03f) / (x * (2.43f * x + 0.59f) + 0.14f), 0.0f, 1.0f);
+}
+
+void tonemap(RenderedImage &image) {
+  for (std::size_t i = 0; i < image.rgba.size(); ++i)
+    if (i % 4 != 3) image.rgba[i] = filmic(image.rgba[i]);
+}
+
 float srgb_encode(float linear) {
   if (!(linear > 0.0f)) return 0.0f;  // NaN too
   if (linear >= 1.0f) return 1.0f;
@@ -182,9 +200,12 @@ RenderedImage render(Scene &scene, const std::vector<miTag> &instances, const Re
                 std::to_string(settings.threads));
   if (settings.width != 0 || settings.height != 0) {
     check_resolution(settings.width, settings.height);
-    // keep the camera's aspect: only the pixel count changes
+    // the film width, and so the horizontal field of view, stays; the picture
+    // takes the new resolution's aspect unless the scene fixed one
     scene.camera.intrinsics.x_resolution = settings.width;
     scene.camera.intrinsics.y_resolution = settings.height;
+    if (!scene.camera.fixed_aspect)
+      scene.camera.intrinsics.aspect = static_cast<float>(settings.width) / static_cast<float>(settings.height);
   }
   Renderer &renderer = Renderer::get();
   const miCamera &camera = scene.camera.intrinsics;
@@ -275,10 +296,8 @@ int check_output(const std::string &path) {
 
 void save_image(const std::string &path, const RenderedImage &image, const ImageAttributes &attributes) {
   const int channels = check_output(path);
-  std::string ext = std::filesystem::path(path).extension().string();
-  std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return std::tolower(c); });
   // float formats keep linear values; everything else is 8 or 16 bits for display
-  const bool linear = ext == ".exr" || ext == ".hdr" || ext == ".pfm";
+  const bool linear = is_linear_format(path);
   std::vector<float> pixels(image.rgba.size() / 4 * channels);
   for (std::size_t i = 0, o = 0; i < image.rgba.size(); i += 4, o += channels) {
     for (int k = 0; k < 3; ++k) pixels[o + k] = linear ? image.rgba[i + k] : srgb_encode(image.rgba[i + k]);

@@ -74,6 +74,14 @@ void save_image(const std::string &path, const RenderedImage &image, const Image
 // samples per pixel and the statistics.
 ImageAttributes render_attributes(const RenderedImage &image, const std::string &software);
 
+// Whether the file's format keeps linear floats (.exr, .hdr, .pfm).
+bool is_linear_format(const std::string &path);
+
+// A filmic tone curve on a linear value: highlights roll off into white
+// instead of clipping; the result is still linear light for the sRGB encoding.
+float filmic(float linear);
+void tonemap(RenderedImage &image);
+
 // The sRGB encoding of a linear value, clamped to [0, 1].
 float srgb_encode(float linear);
 

@@ -58,26 +58,36 @@ tavo::host::ImageComparison compare(const std::string &a, const std::string &b) 
 
 }  // namespace
 
-// Each example at low resolution against the image checked in beside this
-// test: any change of a shader or of the host that changes the picture shows.
-// Regenerate a reference with the command in the table after a deliberate change.
-TEST(Render, ExamplesMatchTheirReferenceImages) {
+// Each example, and the material preview, at low resolution against the
+// image checked in beside this test: any change of a shader or of the host
+// that changes the picture shows. Regenerate a reference with the command in
+// the table (tavo ARGS -o REFERENCE --resolution W,H --threads 2) after a
+// deliberate change.
+TEST(Render, ExamplesAndPreviewsMatchTheirReferenceImages) {
   struct Case {
-    const char *scene;
+    std::string args;
     const char *reference;
     const char *resolution;
   };
+  const std::string examples = std::string(TAVO_EXAMPLES) + "/";
   const Case cases[] = {
-      {"gallery.mi", "gallery_96x64.png", "96,64"},
-      {"utilities.mi", "utilities_64x48.png", "64,48"},
+      {"render " + examples + "gallery.mi", "gallery_96x64.png", "96,64"},
+      {"render " + examples + "utilities.mi", "utilities_64x48.png", "64,48"},
+      // another aspect: the horizontal field of view stays, the picture is cut, not stretched
+      {"render " + examples + "gallery.mi", "gallery_96x32.png", "96,32"},
+      // the studio environment and a small key in a glossy lobe (both sampled, weighed against each other)
+      {"preview tavo_Mtl_Metal type=0 finish=1", "preview_metal_64x48.png", "64,48"},
+      {"preview tavo_Mtl_Metal type=3 patina=0.6", "preview_patina_64x48.png", "64,48"},
+      // a tinted shadow through the glass
+      {"preview tavo_Shd_Glazing_spider glass_color=3", "preview_glazing_64x48.png", "64,48"},
   };
   const fs::path here = fs::path(__FILE__).parent_path();
   for (const Case &c : cases) {
-    SCOPED_TRACE(c.scene);
+    SCOPED_TRACE(c.reference);
     Folder out(std::string("example_") + c.reference);
     const fs::path image = out.path / "image.png";
-    const ToolRun run = run_tool("render " + (fs::path(TAVO_EXAMPLES) / c.scene).string() + " -o " + image.string() +
-                         " --resolution " + c.resolution + " --threads 2 --quiet");
+    const ToolRun run =
+        run_tool(c.args + " -o " + image.string() + " --resolution " + c.resolution + " --threads 2 --quiet");
     ASSERT_EQ(run.status, 0) << run.err;
     const tavo::host::ImageComparison d = compare(image.string(), (here / c.reference).string());
     // one 8-bit step of rounding allowed anywhere, far less on average
