@@ -15,22 +15,6 @@ using namespace tavo::host;
 
 namespace tavo::tool {
 
-void add_render_options(CLI::App &app, RenderOptions &options) {
-  app.add_option("--resolution", options.resolution,
-                 "W,H (default: the camera's; the horizontal field of view stays, the aspect follows W,H)");
-  app.add_option("--samples", options.samples, "samples per pixel");
-  app.add_option("--threads", options.threads, "rendering threads (default: every core)")
-      ->check(CLI::Range(1, kMaxThreads));
-  app.add_flag("--quiet", options.quiet, "no progress and no statistics line");
-  app.add_flag("--stats", options.stats, "print the statistics line even when quiet");
-  app.add_flag("--json", options.json, "with --stats: the statistics as JSON on standard output");
-  app.add_option("--set", options.sets, "INSTANCE.PARAM=VALUE: a value the scene's instance gets as if "
-                                        "its file gave it (repeatable)");
-  app.add_flag("--strict", options.strict, "a value outside its declared values or range is an error");
-  app.add_flag("--tonemap", options.tonemap, "a filmic tone curve before the sRGB encoding (.png, .jpg, ...)");
-  app.add_option("--sampler", options.sampler)->group("")->check(CLI::IsMember({"sobol", "independent"}));
-}
-
 int run_render(const RenderOptions &options, const fs::path &library_dir) {
   Renderer &renderer = Renderer::get();
   RenderSettings settings;

@@ -36,6 +36,26 @@ fs::path default_library() {
 
 }  // namespace
 
+namespace tavo::tool {
+
+void add_render_options(CLI::App &app, RenderOptions &options) {
+  app.add_option("--resolution", options.resolution,
+                 "W,H (default: the camera's; the horizontal field of view stays, the aspect follows W,H)");
+  app.add_option("--samples", options.samples, "samples per pixel");
+  app.add_option("--threads", options.threads, "rendering threads (default: every core)")
+      ->check(CLI::Range(1, kMaxThreads));
+  app.add_flag("--quiet", options.quiet, "no progress and no statistics line");
+  app.add_flag("--stats", options.stats, "print the statistics line even when quiet");
+  app.add_flag("--json", options.json, "with --stats: the statistics as JSON on standard output");
+  app.add_option("--set", options.sets, "INSTANCE.PARAM=VALUE: a value the scene's instance gets as if "
+                                        "its file gave it (repeatable)");
+  app.add_flag("--strict", options.strict, "a value outside its declared values or range is an error");
+  app.add_flag("--tonemap", options.tonemap, "a filmic tone curve before the sRGB encoding (.png, .jpg, ...)");
+  app.add_option("--sampler", options.sampler)->group("")->check(CLI::IsMember({"sobol", "independent"}));
+}
+
+}  // namespace tavo::tool
+
 int main(int argc, char **argv) {
   platform::set_binary(stdout);
   CLI::App app{"tavo: run the tavoshaders library in the reference host"};
@@ -110,20 +130,15 @@ int main(int argc, char **argv) {
   }
   try {
     const fs::path lib = library.empty() ? default_library() : fs::path(library);
-    if (rd->parsed()) {
+    if (rd->parsed() || pv->parsed()) {
+      const char *what = rd->parsed() ? "render" : "preview";
 #if TAVO_TRACING
+      (void)what;
       load_library(lib);
-      return run_render(render_options, lib.parent_path());
+      return rd->parsed() ? run_render(render_options, lib.parent_path()) : run_preview(preview, lib.parent_path());
 #else
-      throw UsageError("render needs ray tracing and image files, which this build of tavo does not have (Linux only)");
-#endif
-    }
-    if (pv->parsed()) {
-#if TAVO_TRACING
-      load_library(lib);
-      return run_preview(preview, lib.parent_path());
-#else
-      throw UsageError("preview needs ray tracing and image files, which this build of tavo does not have (Linux only)");
+      throw UsageError(std::string(what) +
+                       " needs ray tracing and image files, which this build of tavo does not have (Linux only)");
 #endif
     }
     if (ev->parsed() && !batch.empty()) {
