@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <map>
 
+#include "color_space.h"
 #include "files.h"
 #include "geometry.h"
 #include "lexer.h"
@@ -148,17 +149,27 @@ class SceneParser {
     depth_ = depth;
   }
 
-  // color [filter] texture "name" "file"
+  // color [filter] texture "name" "file" [colorspace "srgb" | "linear"]
   void texture() {
     const int line = lex().next().line;
     lex().accept_word("filter");  // every texture gets its mip levels
     lex().expect_word("texture");
     const std::string name = lex().expect_string("the texture's name in quotes");
     const std::string file = lex().expect_string("the image file's name in quotes");
+    ColorSpace space = stored_color_space(file);
+    if (lex().accept_word("colorspace")) {
+      const int at = lex().peek().line;
+      try {
+        space = color_space_named(lex().expect_string("the colour space in quotes (\"srgb\" or \"linear\")"));
+      } catch (const Error &e) {
+        lex().fail(at, e.what());
+      }
+    }
     const std::string path = locate(file);
     std::unique_ptr<Image> image;
     try {
       image = std::make_unique<Image>(read_image(path, name));
+      if (space == ColorSpace::Srgb) *image = decoded_from_srgb(*image);  // the renderer works in linear light
     } catch (const Error &e) {
       lex().fail(line, e.what());
     }
@@ -247,7 +258,8 @@ class SceneParser {
     std::vector<miColor> texels;
     int width = 0, height = 0;
     try {
-      const Image image = read_image(locate(file), light.name);
+      Image image = read_image(locate(file), light.name);
+      if (stored_color_space(file) == ColorSpace::Srgb) image = decoded_from_srgb(image);
       const Image::Level &base = image.levels().front();
       width = base.width, height = base.height;
       texels.resize(base.texels.size());

@@ -45,6 +45,34 @@ TEST_F(SceneFiles, ParametersTakeLiteralsArraysStructsAndConnections) {
   EXPECT_EQ(renderer().held_bytes(), 0u);
 }
 
+// Textures are kept in linear light: 8-bit images are decoded from sRGB and
+// float images taken as they are, unless the statement names the colour space.
+TEST_F(SceneFiles, TexturesAreDecodedToLinearLightByTheirColourSpace) {
+  write_file("grey.pgm", "P2\n1 1\n255\n128\n");
+  host::write_image(write_file("grey.exr", ""), 1, 1, {0.5f, 0.5f, 0.5f, 1.0f});
+  struct Case {
+    const char *statement;
+    float texel;
+  };
+  const Case cases[] = {
+      {"color texture \"t\" \"grey.pgm\"", 0.2158605f},                          // sRGB by default
+      {"color texture \"t\" \"grey.pgm\" colorspace \"srgb\"", 0.2158605f},
+      {"color texture \"t\" \"grey.pgm\" colorspace \"linear\"", 128 / 255.0f},  // as stored
+      {"color texture \"t\" \"grey.exr\"", 0.5f},                                // linear by default
+      {"color texture \"t\" \"grey.exr\" colorspace \"srgb\"", 0.2140411f},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.statement);
+    SetUp();
+    host::parse_scene(c.statement, write_file("scene.mi", ""), {});
+    const miColor texel = renderer().texture(tag("t"))->texel(0, 0);
+    EXPECT_NEAR(texel.r, c.texel, 1e-6f);
+    EXPECT_EQ(texel.a, 1.0f);  // alpha is never encoded
+  }
+  EXPECT_THROW(host::parse_scene("color texture \"t\" \"grey.pgm\" colorspace \"aces\"", write_file("scene.mi", ""), {}),
+               host::Error);
+}
+
 TEST_F(SceneFiles, EveryStatementReachesTheRendererOrTheScene) {
   write_file("grey.pgm", "P2\n2 1\n255\n0 255\n");
   write_file("quad.obj", "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nvt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\nf 1/1 2/2 3/3 4/4\n");
