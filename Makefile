@@ -22,7 +22,7 @@ FUZZERS    ?= scene declarations obj values batch
 THREAD_TESTS := ^thread\.|^binding\..*Concurrency
 JOBS       ?= $(shell nproc)
 PACKAGES   := cmake ninja-build g++ make pkg-config libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev \
-              libembree-dev libopenimageio-dev libtbb-dev
+              libembree-dev libopenimageio-dev libtbb-dev fonts-dejavu-core
 WINDOWS_PACKAGES := g++-mingw-w64-x86-64-posix wine64 googletest
 FUZZ_PACKAGES := clang libclang-rt-dev
 
@@ -61,7 +61,7 @@ build: deps $(BUILD)/build.ninja
 
 demo: build
 	@BUILD=$(BUILD) sh examples/tour.sh
-	$(BUILD)/bin/tavo render examples/gallery.mi -o gallery.png --samples 4
+	$(BUILD)/bin/tavo render examples/gallery.mi -o gallery.png --samples 32
 	$(BUILD)/bin/tavo render examples/utilities.mi -o utilities.png
 
 test: build

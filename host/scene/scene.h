@@ -70,6 +70,12 @@ struct LightSample {
   float density = 0;
 };
 
+// A line of text drawn into the picture, centred under where `point` appears.
+struct Caption {
+  std::string text;
+  miVector point{};
+};
+
 // Where a ray met an object.
 struct Hit {
   const Object *object = nullptr;
@@ -90,6 +96,7 @@ class Scene {
   miTag environment = 0;  // shader for rays that hit nothing; 0: transparent black
   std::vector<miTag> lenses;  // lens shaders the eye rays pass through, first to last
   std::vector<Light> lights;
+  std::vector<Caption> captions;
 
   // Adds an object; the scene must not be committed yet. The object keeps its address.
   const Object &add(Object object);

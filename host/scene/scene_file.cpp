@@ -114,8 +114,9 @@ class SceneParser {
     if (lex().accept_word("object")) return object(tok.line);
     if (lex().accept_word("camera")) return camera(tok.line);
     if (lex().accept_word("options")) return options(tok.line);
+    if (lex().accept_word("caption")) return caption();
     lex().fail_expected(
-        "a statement (link, $include, shader, color texture, material, light, object, camera or options)");
+        "a statement (link, $include, shader, color texture, material, light, object, camera, options or caption)");
   }
 
   void link(int line) {
@@ -174,6 +175,15 @@ class SceneParser {
       lex().fail(line, e.what());
     }
     define(name, ElementKind::Texture, line, renderer_.add_texture(std::move(image)));
+  }
+
+  // caption "text" at x y z: a label drawn under where the point appears
+  void caption() {
+    Caption c;
+    c.text = lex().expect_string("the caption's text in quotes");
+    lex().expect_word("at");
+    c.point = vector3("the captioned point: x y z");
+    out_.scene->captions.push_back(std::move(c));
   }
 
   // material "name" (= "shader" | "declaration" ( parameters )) end material

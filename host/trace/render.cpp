@@ -13,6 +13,7 @@
 #include <limits>
 #include <mutex>
 
+#include "image_module.h"
 #include "pixel.h"
 #include "scene.h"
 #include "shading.h"
@@ -285,7 +286,26 @@ RenderedImage render(Scene &scene, const std::vector<miTag> &instances, const Re
   exit.sample.scene = &scene;
   renderer.exit_all(exit.state);
   renderer.exit_shaders(exit.state);
+  draw_captions(image, scene);
   return image;
+}
+
+void draw_captions(RenderedImage &image, const Scene &scene) {
+  if (scene.captions.empty()) return;
+  using Text = int (*)(float *, int, int, int, int, const char *, int, const float *);
+  const Text text = image_module_function<Text>("tavo_image_text");
+  // a size that reads at any resolution: about a fiftieth of the picture's height
+  const int size = std::max(7, image.height / 50);
+  const float ink[3] = {0.9f, 0.9f, 0.9f};
+  for (const Caption &c : scene.captions) {
+    double x = 0, y = 0;
+    if (!scene.camera.to_raster(c.point, x, y)) continue;
+    const long cx = std::lround(x), baseline = std::lround(y) + size;
+    if (cx < 0 || cx >= image.width || baseline - size < 0 || baseline + size / 3 >= image.height) continue;  // cut off
+    if (!text(image.rgba.data(), image.width, image.height, static_cast<int>(cx), static_cast<int>(baseline),
+              c.text.c_str(), size, ink))
+      throw Error("cannot draw the caption \"" + c.text + "\" (no DejaVuSans font: install fonts-dejavu-core)");
+  }
 }
 
 int check_output(const std::string &path) {

@@ -58,6 +58,11 @@ std::string stats_json(const RenderedImage &image);
 // scene and runs every exit. Raises Error for settings it cannot honour.
 RenderedImage render(Scene &scene, const std::vector<miTag> &instances, const RenderSettings &settings);
 
+// Draws the scene's captions into the image, each centred under where its
+// point appears, at a size that follows the image's height. Raises Error
+// when the text cannot be drawn (no font).
+void draw_captions(RenderedImage &image, const Scene &scene);
+
 // Checks, before any work, that save_image can write `path`: a format
 // OpenImageIO writes, in a folder that exists and takes files. Returns the
 // channels the file will have (3 where the format has no alpha); raises

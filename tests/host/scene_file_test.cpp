@@ -106,6 +106,7 @@ TEST_F(SceneFiles, EveryStatementReachesTheRendererOrTheScene) {
         host "unit_scale" 0.0254
         host "area_shadow_samples" 16
     end options
+    caption "the ball" at 0 -1 -5
   )",
                                                      scene_path, {std::filesystem::path(TAVO_HELPERS).parent_path()});
   const host::Scene &scene = *loaded.scene;
@@ -124,6 +125,9 @@ TEST_F(SceneFiles, EveryStatementReachesTheRendererOrTheScene) {
   EXPECT_EQ(scene.camera.intrinsics.focal, 40.0f);
   expect_near(scene.camera.forward, {0, 0, -1}, 1e-7f, "looks at (0, 1, 0)");
   EXPECT_EQ(scene.environment, tag("shared"));
+  ASSERT_EQ(scene.captions.size(), 1u);
+  EXPECT_EQ(scene.captions[0].text, "the ball");
+  expect_near(scene.captions[0].point, {0, -1, -5}, 0, "the captioned point, as written");
   EXPECT_EQ(scene.options.trace, miFALSE);
   EXPECT_EQ(scene.options.refraction_depth, 1);
   ASSERT_TRUE(loaded.record);
@@ -145,7 +149,7 @@ TEST_F(SceneFiles, EveryStatementReachesTheRendererOrTheScene) {
 TEST_F(SceneFiles, MalformedFilesNameTheFileTheLineAndWhatWasExpected) {
   const std::pair<const char *, const char *> cases[] = {
       {"frobnicate", "scene.mi:1: expected a statement (link, $include, shader, color texture, material, light, "
-                     "object, camera or options), found 'frobnicate'"},
+                     "object, camera, options or caption), found 'frobnicate'"},
       {"shader \"a\" \"tavo_host_constant\" ( \"color\" 1 1 )",
        "scene.mi:1: \"color\": expected a colour: r,g,b or r,g,b,a"},
       {"shader \"a\" \"nope\" ( )", "scene.mi:1: unknown shader \"nope\" (is its declarations file included?)"},
