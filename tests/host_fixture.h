@@ -24,6 +24,17 @@ inline Assignment link(std::string path, miTag source, std::string field = {}) {
   return {std::move(path), {}, source, std::move(field)};
 }
 
+// The message of the host::Error that `run` throws, or "no error".
+template <typename Run>
+std::string error_of(Run &&run) {
+  try {
+    run();
+  } catch (const host::Error &e) {
+    return e.what();
+  }
+  return "no error";
+}
+
 class HostTest : public ::testing::Test {
  protected:
   void SetUp() override {

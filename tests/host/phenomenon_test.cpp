@@ -13,38 +13,23 @@ namespace {
 // an array reader from its interface and from a shader of its own.
 constexpr const char *kNetworks = R"(
 declare phenomenon
-    struct { scalar "s", color "c", integer "i" } "wrapped" (
-        scalar "amount" default 0.75,
-        color "tint",
-        integer "count" default 3
-    )
+    struct { scalar "s", color "c", integer "i" } "wrapped" ( scalar "amount" default 0.75, color "tint", integer "count" default 3 )
     shader "inner" "test_source" ( "s" = interface "amount", "c" = interface "tint", "i" = interface "count" )
-    root = "inner"
-    version 1
+    root = "inner" version 1
 end declare
-
 declare phenomenon
     struct { scalar "sum", integer "count", integer "ids", color "tint_sum", scalar "tail" } "summed" (
-        array scalar "values",
-        array struct "items" { integer "id" default 1, color "tint" default 0.5 0.5 0.5 0.5 },
-        scalar "tail"
-    )
+        array scalar "values", array struct "items" { integer "id" default 1, color "tint" default 0.5 0.5 0.5 0.5 },
+        scalar "tail" )
     shader "src" "test_source" ( "i" 100 )
     shader "reader" "test_arrays" (
-        "bias" = "src.i",
-        "values" = interface "values",
-        "items" = interface "items",
-        "tail" = interface "tail"
-    )
-    root = "reader"
-    version 1
+        "bias" = "src.i", "values" = interface "values", "items" = interface "items", "tail" = interface "tail" )
+    root = "reader" version 1
 end declare
-
 declare phenomenon
     struct { scalar "s", color "c", integer "i" } "twice" ( scalar "amount" )
     shader "first" "wrapped" ( "amount" = interface "amount", "count" 9 )
-    root = "first"
-    version 1
+    root = "first" version 1
 end declare
 )";
 
@@ -61,13 +46,8 @@ class Phenomena : public SceneTest {
                 "\"\n$include \"" + networks_ + "\"\n" + body);
   }
 
-  std::string error_of(const std::string &body) {
-    try {
-      scene(body);
-    } catch (const host::Error &e) {
-      return e.what();
-    }
-    return "no error";
+  std::string wrong(const std::string &body) {
+    return error_of([&] { scene(body); });
   }
 
   template <typename Result>
@@ -81,65 +61,50 @@ class Phenomena : public SceneTest {
   std::string networks_;
 };
 
-TEST_F(Phenomena, InterfaceParametersReachTheShadersInside) {
-  scene(R"(shader "given" "wrapped" ( "amount" 0.5, "tint" 0.1 0.2 0.3 0.4, "count" 11 )
-           shader "defaults" "wrapped" ( ))");
-  const auto given = result_of<SourceResult>("given");
-  EXPECT_EQ(given.s, 0.5f);
-  expect_near(given.c, {0.1f, 0.2f, 0.3f, 0.4f}, 0.0f, "given tint");
-  EXPECT_EQ(given.i, 11);
-  // the phenomenon's defaults, and zero where it declares none: never the inner shader's own
-  const auto defaults = result_of<SourceResult>("defaults");
-  EXPECT_EQ(defaults.s, 0.75f);
-  expect_near(defaults.c, {0, 0, 0, 0}, 0.0f, "tint without a default");
-  EXPECT_EQ(defaults.i, 3);
-}
+TEST_F(Phenomena, InterfaceParametersValuesConnectionsAndArraysReachTheShadersInside) {
+  const host::LoadedScene loaded = scene(R"(
+      shader "given" "wrapped" ( "amount" 0.5, "tint" 0.1 0.2 0.3 0.4, "count" 11 )
+      shader "defaults" "wrapped" ( )
+      shader "outside" "test_source" ( "s" 2, "c" 1 0.5 0.25 1, "i" 4 )
+      shader "p" "wrapped" ( "amount" = "outside.s", "tint" = "outside.c" )
+      shader "sum" "summed" ( "values" [ 1, 2, 4, 8 ], "items" [ { "id" 3 }, { "id" 5, "tint" = "outside.c" } ], "tail" 6 )
+      shader "nested" "twice" ( "amount" 0.125 )
+      material "m" "wrapped" ( "count" 2 ) end material)");
+  const struct {
+    const char *name;
+    float s;
+    miColor c;
+    int i;
+  } sources[] = {
+      {"given", 0.5f, {0.1f, 0.2f, 0.3f, 0.4f}, 11},
+      {"defaults", 0.75f, {0, 0, 0, 0}, 3},  // the phenomenon's defaults, zero where it has none: never the inner shader's
+      {"p", 2, {1, 0.5f, 0.25f, 1}, 3},      // connected through the interface
+      {"nested", 0.125f, {0, 0, 0, 0}, 9},
+  };
+  for (const auto &want : sources) {
+    const auto got = result_of<SourceResult>(want.name);
+    EXPECT_EQ(got.s, want.s) << want.name;
+    expect_near(got.c, want.c, 0, want.name);
+    EXPECT_EQ(got.i, want.i) << want.name;
+  }
+  // arrays and structs arrive element by element
+  const auto sum = result_of<ArrayResult>("sum");
+  EXPECT_EQ(sum.sum, 15.0f);
+  EXPECT_EQ(sum.count, 4 + 100);  // the bias comes from the phenomenon's own source shader
+  EXPECT_EQ(sum.ids, 35);
+  expect_near(sum.tint, {1.5f, 1, 0.75f, 1.5f}, 1e-6f, "default tint plus the connected one");
+  EXPECT_EQ(sum.tail, 6.0f);
 
-TEST_F(Phenomena, ConnectionsPassThroughTheInterface) {
-  scene(R"(shader "outside" "test_source" ( "s" 2, "c" 1 0.5 0.25 1, "i" 4 )
-           shader "p" "wrapped" ( "amount" = "outside.s", "tint" = "outside.c" ))");
-  const auto r = result_of<SourceResult>("p");
-  EXPECT_EQ(r.s, 2.0f);
-  expect_near(r.c, {1, 0.5f, 0.25f, 1}, 0.0f, "connected tint");
-  EXPECT_EQ(r.i, 3);
-}
-
-TEST_F(Phenomena, ArraysAndStructsArriveElementByElement) {
-  scene(R"(shader "outside" "test_source" ( "c" 0.25 0.25 0.25 0.25 )
-           shader "p" "summed" (
-               "values" [ 1, 2, 4, 8 ],
-               "items" [ { "id" 3 }, { "id" 5, "tint" = "outside.c" } ],
-               "tail" 6
-           ))");
-  const auto r = result_of<ArrayResult>("p");
-  EXPECT_EQ(r.sum, 15.0f);
-  EXPECT_EQ(r.count, 4 + 100);  // the bias comes from the phenomenon's own source shader
-  EXPECT_EQ(r.ids, 35);
-  expect_near(r.tint, {0.75f, 0.75f, 0.75f, 0.75f}, 1e-6f, "default tint plus the connected one");
-  EXPECT_EQ(r.tail, 6.0f);
-}
-
-TEST_F(Phenomena, TheInstanceIsItsRootAndTheOtherShadersAreNamedInsideIt) {
-  const host::LoadedScene loaded = scene(R"(shader "p" "summed" ( "values" [ 1 ] ))");
-  const miTag src = tag("p:src");
-  ASSERT_NE(src, 0u);
-  EXPECT_EQ(tag("p:reader"), 0u);  // the root goes by the instance's name
-  EXPECT_EQ(loaded.instances, (std::vector<miTag>{src, tag("p")}));
-  EXPECT_EQ(renderer().instance(tag("p"))->shader->decl.name, "test_arrays");
-  EXPECT_EQ(result_of<SourceResult>("p:src").i, 100);
-}
-
-TEST_F(Phenomena, PhenomenaNestAndMaterialsTakeThem) {
-  const host::LoadedScene loaded = scene(R"(shader "nested" "twice" ( "amount" 0.125 )
-           material "m" "wrapped" ( "count" 2 ) end material)");
-  const auto r = result_of<SourceResult>("nested");
-  EXPECT_EQ(r.s, 0.125f);
-  EXPECT_EQ(r.i, 9);
-  EXPECT_EQ(tag("nested:first"), 0u);  // a root within a root: both go by the instance's name
-  EXPECT_EQ(loaded.instances.size(), 2u);
+  // The instance is its root, the other shaders are named inside it; a root within a root goes by the instance's name.
+  EXPECT_EQ(tag("sum:reader"), 0u);
+  EXPECT_EQ(tag("nested:first"), 0u);
+  EXPECT_EQ(result_of<SourceResult>("sum:src").i, 100);
+  EXPECT_EQ(renderer().instance(tag("sum"))->shader->decl.name, "test_arrays");
   const host::Material *m = renderer().material(tag("m"));
   ASSERT_NE(m, nullptr);
   EXPECT_EQ(renderer().instance(m->shader)->shader->decl.name, "test_source");
+  EXPECT_EQ(loaded.instances, (std::vector<miTag>{tag("given"), tag("defaults"), tag("outside"), tag("p"), tag("sum:src"),
+                                                  tag("sum"), tag("nested"), m->shader}));
 }
 
 TEST_F(Phenomena, AWrongNetworkNamesTheSceneAndTheDeclaration) {
@@ -154,14 +119,14 @@ declare phenomenon
     root = "x"
 end declare
 )");
-  EXPECT_EQ(error_of("$include \"" + decls + "\"\nshader \"a\" \"uses_unknown\" ( )"),
+  EXPECT_EQ(wrong("$include \"" + decls + "\"\nshader \"a\" \"uses_unknown\" ( )"),
             "scene.mi:5: shader \"a\" (uses_unknown): " + decls +
                 ":3: phenomenon \"uses_unknown\" uses shader \"not_declared_anywhere\", which is not declared "
                 "(is its declarations file included?)");
-  EXPECT_EQ(error_of("$include \"" + decls + "\"\nshader \"b\" \"mistyped\" ( \"c\" 1 )"),
+  EXPECT_EQ(wrong("$include \"" + decls + "\"\nshader \"b\" \"mistyped\" ( \"c\" 1 )"),
             "scene.mi:5: shader \"b\" (mistyped): " + decls +
                 ":8: \"c\" is color but the interface parameter \"c\" is scalar");
-  EXPECT_EQ(error_of("shader \"c\" \"wrapped\" ( \"tint\" 1 2 )"),
+  EXPECT_EQ(wrong("shader \"c\" \"wrapped\" ( \"tint\" 1 2 )"),
             "scene.mi:4: \"tint\": expected a colour: r,g,b or r,g,b,a");
 }
 

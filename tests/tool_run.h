@@ -1,0 +1,65 @@
+// The tavo tool run as a user runs it: its exit status, standard output and
+// standard error kept apart. Every file is a fresh one, as ctest runs tests side by side.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+namespace tavo::test {
+
+struct ToolRun {
+  int status;
+  std::string out;
+  std::string err;
+};
+
+// A new file in the test's temporary directory holding `text`.
+inline std::string temp_file(const std::string &text = {}) {
+  std::string path = ::testing::TempDir() + "tavo_test_XXXXXX";
+  const int fd = mkstemp(path.data());
+  if (fd >= 0) close(fd);
+  std::ofstream(path) << text;
+  return path;
+}
+
+inline ToolRun tavo(const std::string &args) {
+  const std::string out = temp_file(), err = temp_file();
+  const int status = std::system((std::string(TAVO_TOOL) + " " + args + " >" + out + " 2>" + err).c_str());
+  const auto take = [](const std::string &path) {
+    std::stringstream text;
+    text << std::ifstream(path).rdbuf();
+    std::remove(path.c_str());
+    return text.str();
+  };
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, take(out), take(err)};
+}
+
+// A command the tool refuses: its status and one line on standard error, nothing on standard output.
+struct Refusal {
+  std::string args;
+  int status;
+  std::string error;  // after "tavo: "
+};
+inline void expect_refused(const Refusal &c) {
+  const ToolRun r = tavo(c.args);
+  EXPECT_EQ(r.status, c.status) << c.args;
+  EXPECT_EQ(r.err, "tavo: " + c.error + "\n") << c.args;
+  EXPECT_EQ(r.out, "") << c.args;
+}
+
+// A command that succeeds with every one of `parts` in its output.
+inline void expect_found(const std::string &args, std::initializer_list<const char *> parts) {
+  const ToolRun r = tavo(args);
+  EXPECT_EQ(r.status, 0) << args << "\n" << r.err;
+  for (const char *part : parts) EXPECT_NE(r.out.find(part), std::string::npos) << args << "\n" << r.out;
+}
+
+}  // namespace tavo::test
