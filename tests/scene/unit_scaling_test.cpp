@@ -1,21 +1,22 @@
-// Unit scaling between metres and scene units.
+// Unit scaling between metres and scene units, and the shader-level init and
+// exit that every scene shader with instance records shares.
 #include <gtest/gtest.h>
-
-#include <string>
 
 #include <cmath>
 #include <limits>
 #include <optional>
+#include <string>
+#include <tuple>
 
 #include "host_fixture.h"
-#include "platform.h"
 #include "layout_registry.h"
+#include "platform.h"
 #include "scene/unit_scaling.h"
+#include "values.h"
 
 namespace tavo::test {
 namespace {
 
-using unit_scaling::InstanceData;
 using unit_scaling::Params;
 TAVO_LAYOUT("tavo_scale_meters_to_internal", Parameters, Params, TAVO_FIELD(Params, value));
 TAVO_LAYOUT("tavo_scale_internal_to_meters", Parameters, Params, TAVO_FIELD(Params, value));
@@ -23,125 +24,97 @@ TAVO_LAYOUT("tavo_scale_meters_to_internal_inverse", Parameters, Params, TAVO_FI
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInf = std::numeric_limits<float>::infinity();
+constexpr const char *kToInternal = "tavo_scale_meters_to_internal";
+constexpr const char *kToMeters = "tavo_scale_internal_to_meters";
+constexpr const char *kInverse = "tavo_scale_meters_to_internal_inverse";
 
 class UnitScaling : public HostTest {
  protected:
-  float scale(const char *shader, float v) {
-    const float result = eval<float>(shader, {value("value", {host_word(v)})});
+  // One life cycle under a scene of `unit_scale` (none for NaN).
+  float scale(const char *shader, float unit_scale, float v) {
+    if (std::isnan(unit_scale)) renderer().clear_scene();
+    else renderer().set_scene(scene_with_unit_scale(unit_scale));
+    const float result = eval<float>(shader, {value("value", {host::format_scalar(v)})});
     EXPECT_EQ(renderer().held_bytes(), 0u) << shader;
     return result;
   }
-  static std::string host_word(float v) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.9g", static_cast<double>(v));
-    return text;
-  }
-};
-
-struct Case {
-  const char *shader;
-  float unit_scale;  // NaN stands for "no scene record"
-  float value;
-  float expected;
 };
 
 // Expected values are written as the float arithmetic the shaders must do.
-TEST_F(UnitScaling, ConvertsWithTheSceneUnit) {
+TEST_F(UnitScaling, ConvertsWithTheSceneUnitOrNotAtAllWithoutAUsableOne) {
   const float inch = 0.0254f;
-  const Case cases[] = {
-      {"tavo_scale_meters_to_internal", inch, 1.0f, (1.0f / inch) * 1.0f},
-      {"tavo_scale_meters_to_internal", inch, 2.5f, (1.0f / inch) * 2.5f},
-      {"tavo_scale_internal_to_meters", inch, 39.37008f, inch * 39.37008f},
-      {"tavo_scale_meters_to_internal_inverse", inch, 1.0f, 1.0f / ((1.0f / inch) * 1.0f)},
-      {"tavo_scale_meters_to_internal", 0.001f, 3.0f, (1.0f / 0.001f) * 3.0f},
-      {"tavo_scale_internal_to_meters", 100.0f, -2.0f, -200.0f},
-      {"tavo_scale_meters_to_internal_inverse", 0.5f, 4.0f, 1.0f / (2.0f * 4.0f)},
+  const std::tuple<const char *, float, float, float> cases[] = {
+      {kToInternal, inch, 2.5f, (1.0f / inch) * 2.5f},
+      {kToMeters, inch, 39.37008f, inch * 39.37008f},
+      {kInverse, inch, 1.0f, 1.0f / ((1.0f / inch) * 1.0f)},
+      {kToInternal, 0.001f, 3.0f, (1.0f / 0.001f) * 3.0f},
+      {kToMeters, 100.0f, -2.0f, -200.0f},
+      {kInverse, 0.5f, 4.0f, 1.0f / (2.0f * 4.0f)},
+      {kInverse, inch, 0.0f, 1.0f},  // never a division by zero
+      {kInverse, inch, -0.0f, 1.0f},
+      {kToInternal, kInf, 5.0f, 0.0f},  // 1 / unit_scale is 0: the factor is 0 ...
+      {kInverse, kInf, 5.0f, 1.0f},     // ... and the inverse 1
+      {kInverse, 1e-30f, 1e10f, 0.0f},  // the product is formed first: it overflows to infinity
   };
-  for (const Case &c : cases) {
-    renderer().set_scene(scene_with_unit_scale(c.unit_scale));
-    EXPECT_EQ(scale(c.shader, c.value), c.expected) << c.shader << " unit_scale " << c.unit_scale;
+  for (const auto &[shader, unit_scale, v, expected] : cases) EXPECT_EQ(scale(shader, unit_scale, v), expected) << shader << " " << unit_scale;
+  // no scene record, or a scale that is zero, negative or not a number
+  for (const float unusable : {kNaN, 0.0f, -0.0f, -1.0f, -kInf}) {
+    EXPECT_EQ(scale(kToInternal, unusable, 2.5f), 2.5f) << unusable;
+    EXPECT_EQ(scale(kToMeters, unusable, 2.5f), 2.5f) << unusable;
+    EXPECT_EQ(scale(kInverse, unusable, 4.0f), 0.25f) << unusable;
   }
-  renderer().set_scene(scene_with_unit_scale(inch));
-  EXPECT_NEAR(scale("tavo_scale_meters_to_internal", 1.0f), 39.3700787f, 1e-5f);
+  renderer().clear_scene();
+  SceneData scene = Renderer::default_scene();
+  scene.unit_scale = kNaN;  // a record with a scale that is no number
+  renderer().set_scene(scene);
+  EXPECT_EQ(eval<float>(kToInternal, {value("value", {"2.5"})}), 2.5f);
 }
 
-TEST_F(UnitScaling, AnUnusableSceneUnitMakesEveryConversionTheIdentity) {
-  for (const std::optional<float> unit_scale : {std::optional<float>{}, std::optional{0.0f}, std::optional{-0.0f},
-                                                std::optional{-1.0f}, std::optional{-kInf}, std::optional{kNaN}}) {
-    if (unit_scale) renderer().set_scene(scene_with_unit_scale(*unit_scale));
-    else renderer().clear_scene();
-    const float shown = unit_scale.value_or(1.0f);
-    EXPECT_EQ(scale("tavo_scale_meters_to_internal", 2.5f), 2.5f) << shown;
-    EXPECT_EQ(scale("tavo_scale_internal_to_meters", 2.5f), 2.5f) << shown;
-    EXPECT_EQ(scale("tavo_scale_meters_to_internal_inverse", 4.0f), 0.25f) << shown;
-  }
-}
-
-TEST_F(UnitScaling, InverseNeverDividesByZero) {
-  renderer().set_scene(scene_with_unit_scale(0.0254f));
-  EXPECT_EQ(scale("tavo_scale_meters_to_internal_inverse", 0.0f), 1.0f);
-  EXPECT_EQ(scale("tavo_scale_meters_to_internal_inverse", -0.0f), 1.0f);
-  // a scale so large that 1 / unit_scale is 0: the factor is 0 and the answer 1
-  renderer().set_scene(scene_with_unit_scale(kInf));
-  EXPECT_EQ(scale("tavo_scale_meters_to_internal", 5.0f), 0.0f);
-  EXPECT_EQ(scale("tavo_scale_meters_to_internal_inverse", 5.0f), 1.0f);
-  // the product is formed first: it can overflow to infinity, giving 0
-  renderer().set_scene(scene_with_unit_scale(1e-30f));
-  EXPECT_EQ(scale("tavo_scale_meters_to_internal_inverse", 1e10f), 0.0f);
-}
-
-TEST_F(UnitScaling, ValueIsReadOnEveryCallFactorOnlyAtInit) {
+TEST_F(UnitScaling, ValueIsReadOnEveryCallFromAConnectionTooTheFactorOnlyAtInit) {
   renderer().set_scene(scene_with_unit_scale(0.5f));
-  const miTag tag = renderer().create_instance("tavo_scale_internal_to_meters", {value("value", {"3"})});
+  const miTag tag = renderer().create_instance(kToMeters, {value("value", {"3"})});
   host::ShadingState s;
   renderer().init_instance(tag, s.state);
   renderer().set_scene(scene_with_unit_scale(10.0f));  // too late for this instance
-  float *value = reinterpret_cast<float *>(renderer().instance(tag)->parameters());
   float out = 0.0f;
   EXPECT_TRUE(renderer().call(tag, &out, s.state));
   EXPECT_EQ(out, 1.5f);
-  *value = 7.0f;
+  *reinterpret_cast<float *>(renderer().instance(tag)->parameters()) = 7.0f;
   EXPECT_TRUE(renderer().call(tag, &out, s.state));
   EXPECT_EQ(out, 3.5f);
   renderer().exit_instance(tag, s.state);
   EXPECT_EQ(renderer().held_bytes(), 0u);
   EXPECT_EQ(renderer().instance(tag)->user_pointer, nullptr);  // full exit clears the slot
-}
-
-TEST_F(UnitScaling, ValueMayComeFromAnotherShader) {
+  // 8 units at 0.25 m are 2 m, and back: 8, on every ray
   renderer().set_scene(scene_with_unit_scale(0.25f));
-  const miTag metres = renderer().create_instance("tavo_scale_internal_to_meters", {value("value", {"8"})});
-  const miTag back = renderer().create_instance("tavo_scale_meters_to_internal", {link("value", metres)});
-  const auto calls = renderer().run(back, {miRAY_EYE, miRAY_SHADOW});
+  const miTag metres = renderer().create_instance(kToMeters, {value("value", {"8"})});
+  const auto calls = renderer().run(renderer().create_instance(kToInternal, {link("value", metres)}), {miRAY_EYE, miRAY_SHADOW});
   ASSERT_EQ(calls.size(), 2u);
   for (const auto &call : calls) {
-    float out;
-    std::memcpy(&out, call.result.data(), sizeof out);
-    EXPECT_EQ(out, 8.0f);
     EXPECT_TRUE(call.returned);
+    EXPECT_EQ(*reinterpret_cast<const float *>(call.result.data()), 8.0f);
   }
-  EXPECT_EQ(renderer().held_bytes(), 0u);
 }
 
-TEST_F(UnitScaling, ShaderLevelInitOnlyRequestsInstanceInits) {
+TEST_F(UnitScaling, EveryShaderLevelInitOnlyRequestsInstanceInits) {
   std::string why;
   void *lib = host::platform::load_module(TAVO_LIBRARY, why);
   ASSERT_NE(lib, nullptr) << why;
   using Init = void (*)(miState *, void *, miBoolean *);
   using Exit = void (*)(miState *, void *);
-  for (const char *name :
-       {"tavo_scale_meters_to_internal", "tavo_scale_internal_to_meters", "tavo_scale_meters_to_internal_inverse"}) {
+  for (const char *name : {kToInternal, kToMeters, kInverse, "tavo_area_shadow_samples", "tavo_blurred_reflection_multiplier",
+                           "tavo_blurred_refraction_multiplier", "tavo_aspect_ratio_height_per_width",
+                           "tavo_aspect_ratio_width_per_height", "tavo_core_glossy_sampler", "tavo_decal"}) {
     const auto init = reinterpret_cast<Init>(host::platform::find_symbol(lib, (std::string(name) + "_init").c_str()));
     const auto exit = reinterpret_cast<Exit>(host::platform::find_symbol(lib, (std::string(name) + "_exit").c_str()));
-    ASSERT_NE(init, nullptr);
-    ASSERT_NE(exit, nullptr);
+    ASSERT_TRUE(init != nullptr && exit != nullptr) << name;
     miBoolean request = miFALSE;
     host::ShadingState s;
     init(&s.state, nullptr, &request);
-    EXPECT_EQ(request, miTRUE);
+    EXPECT_EQ(request, miTRUE) << name;
     exit(&s.state, nullptr);
-    EXPECT_EQ(renderer().held_bytes(), 0u);
-    EXPECT_TRUE(renderer().releases().empty());
+    EXPECT_EQ(renderer().held_bytes(), 0u) << name;
+    EXPECT_TRUE(renderer().releases().empty()) << name;
   }
 }
 

@@ -2,8 +2,6 @@
 // with a copy of the mesh record in the mesh phase and no argument otherwise,
 // and the one error it reports. The callee is the host's light-map probe,
 // which reports the argument it was handed.
-#include <gtest/gtest.h>
-
 #include <cstdio>
 
 #include "host/scene_fixture.h"
@@ -14,130 +12,63 @@ namespace tavo::test {
 namespace {
 
 using lightmap_switcher::Params;
-TAVO_LAYOUT("tavo_Utility_LightmapSwitcher", Parameters, Params, TAVO_FIELD(Params, lightmap),
-            TAVO_FIELD(Params, enable));
+TAVO_LAYOUT("tavo_Utility_LightmapSwitcher", Parameters, Params, TAVO_FIELD(Params, lightmap), TAVO_FIELD(Params, enable));
 
-constexpr int kVertexPhase = 21;  // light-map vertex phase
-constexpr int kMeshPhase = miRAY_LM_MESH;
-constexpr int kEye = miRAY_EYE;
-constexpr miInteger kUntouched = -1;
-constexpr const char *kNoMeshRecord = "lightmap->switcher->4th arg pointer is empty !!";
+constexpr int kVertexPhase = 21;
 
-// The renderer's mesh record as the renderer lays it out.
-struct Mesh {
-  void *vertex_data;
-  miInteger vertex_count;
-  void *triangles;
-  miInteger triangle_count;
-};
-
-class LightmapSwitcher : public SceneTest {
- protected:
-  void SetUp() override {
-    SceneTest::SetUp();
-    probe_ = renderer().create_instance("tavo_host_lightmap_probe", {value("value", {"7"}), value("label", {"1"})});
-  }
-
-  static miTag switcher(const char *enable, miTag lightmap) {
-    return renderer().create_instance("tavo_Utility_LightmapSwitcher",
-                                      {value("enable", {enable}), value("lightmap", {std::to_string(lightmap)})});
-  }
-
-  struct Forward {
-    miBoolean returned = miFALSE;
-    miInteger result = kUntouched;
-    std::vector<std::string> reports;  // what the probe logged
-    std::vector<std::string> errors;
-  };
-  // One light-map call of the renderer, with `argument` as its fourth argument.
-  static Forward forward(miTag tag, int ray, void *argument) {
-    host::ShadingState s(ray);
-    const std::size_t before = renderer().messages().size();
-    Forward f;
-    f.returned =
-        mi_call_shader_x(reinterpret_cast<miColor *>(&f.result), miSHADER_LIGHTMAP, &s.state, tag, argument);
-    const auto messages = renderer().messages();
-    for (std::size_t i = before; i < messages.size(); ++i)
-      (messages[i].level == "error" ? f.errors : f.reports).push_back(messages[i].text);
-    return f;
-  }
-
-  miTag probe_ = 0;
-  float vertices_[6] = {};
-  miInteger triangles_[3] = {};
-  Mesh mesh_{vertices_, 2, triangles_, 1};
-};
-
-TEST_F(LightmapSwitcher, DisabledOrWithoutACalleeItDoesNothingInEveryPhase) {
-  const miTag cases[] = {switcher("off", probe_), switcher("on", 0), switcher("off", 0)};
-  for (const miTag tag : cases)
-    for (const int ray : {kEye, kVertexPhase, kMeshPhase})
-      for (void *argument : {static_cast<void *>(&mesh_), static_cast<void *>(nullptr)}) {
-        const Forward f = forward(tag, ray, argument);
-        EXPECT_TRUE(f.returned) << ray;
-        EXPECT_EQ(f.result, kUntouched) << ray;
-        EXPECT_TRUE(f.reports.empty()) << ray;
-        EXPECT_TRUE(f.errors.empty()) << ray;
-      }
+// One light-map call of the renderer with `argument` as its fourth argument:
+// the answer, the result word, and what was logged.
+std::tuple<miBoolean, miInteger, std::vector<std::string>> forward(const char *enable, miTag lightmap, int ray, void *argument) {
+  const miTag t = Renderer::get().create_instance("tavo_Utility_LightmapSwitcher",
+                                                  {value("enable", {enable}), value("lightmap", {std::to_string(lightmap)})});
+  host::ShadingState s(ray);
+  const std::size_t before = Renderer::get().messages().size();
+  miInteger result = -1;
+  const miBoolean returned = mi_call_shader_x(reinterpret_cast<miColor *>(&result), miSHADER_LIGHTMAP, &s.state, t, argument);
+  std::vector<std::string> logged;
+  for (const host::Message &m : Renderer::get().messages()) logged.push_back(m.level + ": " + m.text);
+  logged.erase(logged.begin(), logged.begin() + long(before));
+  Renderer::get().exit_all(s.state);
+  EXPECT_EQ(Renderer::get().held_bytes(), 0u);
+  return {returned, result, logged};
 }
 
-TEST_F(LightmapSwitcher, OutsideTheMeshPhaseItForwardsWithoutAnArgument) {
-  const miTag tag = switcher("on", probe_);
-  for (const int ray : {kVertexPhase, kEye})
-    for (void *argument : {static_cast<void *>(&mesh_), static_cast<void *>(nullptr)}) {
-      const Forward f = forward(tag, ray, argument);
-      EXPECT_TRUE(f.returned);
-      EXPECT_EQ(f.result, 7);  // the callee wrote through the switcher's result
-      EXPECT_EQ(f.reports, std::vector<std::string>{"lightmap 1: ray " + std::to_string(ray) + ", no mesh"});
-    }
-}
+using LightmapSwitcher = SceneTest;
 
-TEST_F(LightmapSwitcher, InTheMeshPhaseTheCalleeGetsACopyOfTheMeshRecord) {
-  const Forward f = forward(switcher("on", probe_), miRAY_LM_MESH, &mesh_);
-  EXPECT_TRUE(f.returned);
-  EXPECT_EQ(f.result, 7);
-  ASSERT_EQ(f.reports.size(), 1u);
-  void *vertex_data = nullptr, *triangles = nullptr, *at = nullptr;
-  int vertex_count = 0, triangle_count = 0;
-  ASSERT_EQ(std::sscanf(f.reports[0].c_str(), "lightmap 1: ray 22, mesh {%p, %d, %p, %d} at %p", &vertex_data,
-                        &vertex_count, &triangles, &triangle_count, &at),
-            5)
-      << f.reports[0];
-  EXPECT_EQ(vertex_data, static_cast<void *>(vertices_));
-  EXPECT_EQ(vertex_count, 2);
-  EXPECT_EQ(triangles, static_cast<void *>(triangles_));
-  EXPECT_EQ(triangle_count, 1);
-  EXPECT_NE(at, static_cast<void *>(&mesh_));  // never the caller's own record
-}
-
-TEST_F(LightmapSwitcher, AMeshPhaseWithoutAMeshRecordIsAnError) {
-  const Forward f = forward(switcher("on", probe_), miRAY_LM_MESH, nullptr);
-  EXPECT_FALSE(f.returned);
-  EXPECT_EQ(f.result, kUntouched);
-  EXPECT_TRUE(f.reports.empty());  // nothing forwarded
-  EXPECT_EQ(f.errors, std::vector<std::string>{kNoMeshRecord});
-}
-
-TEST_F(LightmapSwitcher, AFailingCalleeIsNotTheSwitchersFailure) {
+TEST_F(LightmapSwitcher, ForwardsWhenEnabledWithACopyOfTheMeshRecordOnlyInTheMeshPhase) {
+  const miTag probe = renderer().create_instance("tavo_host_lightmap_probe", {value("value", {"7"}), value("label", {"1"})});
   const miTag failing = renderer().create_instance("tavo_host_lightmap_probe",
                                                    {value("value", {"3"}), value("label", {"2"}), value("fail", {"on"})});
-  const miTag tag = switcher("on", failing);
-  for (const int ray : {kVertexPhase, kMeshPhase}) {
-    const Forward f = forward(tag, ray, &mesh_);
-    EXPECT_TRUE(f.returned) << ray;
-    EXPECT_EQ(f.result, 3) << ray;
-    EXPECT_EQ(f.reports.size(), 1u) << ray;
-    EXPECT_TRUE(f.errors.empty()) << ray;
-  }
-}
-
-TEST_F(LightmapSwitcher, ItsRecordLivesFromInitToExit) {
-  const miTag tag = switcher("on", probe_);
-  host::ShadingState s(kVertexPhase);
-  renderer().init_instance(tag, s.state);
-  EXPECT_EQ(renderer().held_bytes(tag), sizeof(lightmap_switcher::InstanceData));
-  renderer().exit_all(s.state);
-  EXPECT_EQ(renderer().held_bytes(), 0u);
+  float vertices[6] = {};
+  miInteger triangles[3] = {};
+  struct { void *vertex_data; miInteger vertex_count; void *triangles; miInteger triangle_count; } mesh{vertices, 2, triangles, 1};
+  using Logged = std::vector<std::string>;
+  for (const int ray : {int(miRAY_EYE), kVertexPhase, int(miRAY_LM_MESH)})
+    for (void *argument : {static_cast<void *>(&mesh), static_cast<void *>(nullptr)}) {
+      // disabled or without a callee: nothing at all
+      for (const auto &[enable, callee] : {std::pair{"off", probe}, {"on", miTag{0}}, {"off", miTag{0}}})
+        EXPECT_EQ(forward(enable, callee, ray, argument), std::tuple(miTRUE, -1, Logged{})) << ray;
+      // a failing callee is not the switcher's failure
+      EXPECT_EQ(std::get<1>(forward("on", failing, ray, &mesh)), 3);
+      EXPECT_EQ(std::get<0>(forward("on", failing, ray, &mesh)), miTRUE);
+      const auto [returned, result, logged] = forward("on", probe, ray, argument);
+      if (ray != miRAY_LM_MESH) {
+        EXPECT_EQ(std::tuple(returned, result, logged),
+                  std::tuple(miTRUE, 7, Logged{"info: lightmap 1: ray " + std::to_string(ray) + ", no mesh"}));
+      } else if (argument == nullptr) {
+        EXPECT_EQ(std::tuple(returned, result, logged),
+                  std::tuple(miFALSE, -1, Logged{"error: lightmap->switcher->4th arg pointer is empty !!"}));
+      } else {
+        EXPECT_EQ(std::tuple(returned, result), std::tuple(miTRUE, 7));  // the callee wrote through the switcher's result
+        void *vertex_data = nullptr, *triangle_data = nullptr, *at = nullptr;
+        int vertex_count = 0, triangle_count = 0;
+        ASSERT_EQ(logged.size(), 1u);
+        ASSERT_EQ(std::sscanf(logged[0].c_str(), "info: lightmap 1: ray 22, mesh {%p, %d, %p, %d} at %p", &vertex_data,
+                              &vertex_count, &triangle_data, &triangle_count, &at), 5) << logged[0];
+        EXPECT_TRUE(vertex_data == vertices && vertex_count == 2 && triangle_data == triangles && triangle_count == 1);
+        EXPECT_NE(at, static_cast<void *>(&mesh));  // a copy, never the caller's own record
+      }
+    }
 }
 
 }  // namespace
