@@ -1,60 +1,21 @@
-// The ceramic converter: its preset table, the bump switch, unit-scaled
-// lengths, the scene's pass-through value and the two colours derived in
-// hue/saturation/value space.
+// The hue/saturation/value colour work, through the ceramic converter's two
+// colours: the tint and the deep colour scale saturation and value of the
+// given colour, without clamping. (Its preset cells are in cells_test.cpp.)
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <string>
 
-#include "layout_registry.h"
 #include "materials/converter_fixture.h"
 #include "materials/tavo_Shd_Ceramic_spider.h"
 
 namespace tavo::test {
 namespace {
 
-using ceramic::Params;
 using ceramic::Ready;
-
-TAVO_LAYOUT("tavo_Shd_Ceramic_spider", Parameters, Params, TAVO_FIELD(Params, type), TAVO_FIELD(Params, finish),
-            TAVO_FIELD(Params, custom_map_on), TAVO_FIELD(Params, custom_map), TAVO_FIELD(Params, map_mode_on),
-            TAVO_FIELD(Params, bump_height_mm), TAVO_FIELD(Params, color));
-TAVO_LAYOUT("tavo_Shd_Ceramic_spider", Result, Ready, TAVO_FIELD(Ready, roughness), TAVO_FIELD(Ready, reflectivity),
-            TAVO_FIELD(Ready, glossiness), TAVO_FIELD(Ready, reflection_curve), TAVO_FIELD(Ready, texture_scale),
-            TAVO_FIELD(Ready, pattern_scale_u), TAVO_FIELD(Ready, pattern_scale_v), TAVO_FIELD(Ready, custom_map),
-            TAVO_FIELD(Ready, map_mode), TAVO_FIELD(Ready, bump_height), TAVO_FIELD(Ready, bump_vector_x),
-            TAVO_FIELD(Ready, bump_vector_y), TAVO_FIELD(Ready, bump_vector_z), TAVO_FIELD(Ready, scene_value),
-            TAVO_FIELD(Ready, bump_on), TAVO_FIELD(Ready, tint_color), TAVO_FIELD(Ready, deep_color));
 
 constexpr const char *kShader = "tavo_Shd_Ceramic_spider";
 
 using Ceramic = ConverterTest;
-
-struct PresetCase {
-  const char *type;
-  const char *finish;
-  const char *bump_mm;
-  float reflectivity, reflection_curve;
-  miInteger bump_on;
-};
-
-// Only type 1 bumps, for any finish, listed or not, and any height but 0;
-// unlisted values select nothing and leave the default curve.
-TEST_F(Ceramic, TypeOneBumpsAndUnlistedValuesLeaveTheDefaults) {
-  const PresetCase cases[] = {
-      {"0", "2", "2", 0.4f, 5.0f, 0},     {"1", "1", "0.5", 0.325f, 3.0f, 1}, {"1", "2", "0", 0.3f, 2.0f, 0},
-      {"1", "2", "-0", 0.3f, 2.0f, 0},    {"1", "2", "-1", 0.3f, 2.0f, 1},    {"1", "3", "2", 0.0f, 5.0f, 1},
-      {"1", "-1", "2", 0.0f, 5.0f, 1},    {"2", "0", "2", 0.0f, 5.0f, 0},     {"-1", "1", "2", 0.0f, 5.0f, 0},
-  };
-  for (const PresetCase &c : cases) {
-    SCOPED_TRACE(std::string("type ") + c.type + " finish " + c.finish + " bump " + c.bump_mm);
-    const Ready r = run<Ready>(kShader, {value("type", {c.type}), value("finish", {c.finish}),
-                                         value("bump_height_mm", {c.bump_mm})});
-    EXPECT_EQ(r.reflectivity, c.reflectivity);
-    EXPECT_EQ(r.reflection_curve, c.reflection_curve);
-    EXPECT_EQ(r.bump_on, c.bump_on);
-  }
-}
 
 // A colour with its hue/saturation/value worked out by hand: the channel that
 // is largest and smallest, the difference d and offset k of its hue sextant,

@@ -1,14 +1,19 @@
 // Running material converters in the host: whole life cycles that must end
-// with nothing held, and live instances whose parameters a test changes
-// between calls, standing in for values that differ from call to call.
+// with nothing held, live instances whose parameters change between calls, as
+// values evaluated per call would, and result fields read by declared name.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "declarations.h"
 #include "host_fixture.h"
 
 namespace tavo::test {
@@ -87,6 +92,44 @@ class LiveInstance {
   miTag tag_;
 };
 
+// Every converter the declarations file lists, the mirror (no ready record) last.
+inline const std::vector<host::ShaderDeclaration> &declared_converters() {
+  static const std::vector<host::ShaderDeclaration> all = [] {
+    std::vector<host::ShaderDeclaration> out;
+    for (auto &d : host::read_declarations(TAVO_DECLARATIONS)) {
+      if (d.name.rfind("tavo_Shd_", 0) == 0) out.push_back(std::move(d));
+    }
+    std::stable_partition(out.begin(), out.end(), [](const auto &d) { return d.name != "tavo_Shd_Mirror_spider"; });
+    return out;
+  }();
+  return all;
+}
+
+inline const host::Field *field(const host::Type &record, const std::string &name) {
+  for (const host::Field &f : record.fields) {
+    if (f.name == name) return &f;
+  }
+  return nullptr;
+}
+
+// A scalar, integer or boolean field of a result word as a float; "name.g"
+// picks a channel of a colour.
+inline float result_value(const std::string &shader, const std::string &name, const host::CallResult &call) {
+  const auto &all = declared_converters();
+  const auto d = std::find_if(all.begin(), all.end(), [&](const auto &s) { return s.name == shader; });
+  const std::size_t dot = name.find('.');
+  const host::Field *f = d == all.end() ? nullptr : field(d->result, name.substr(0, dot));
+  if (f == nullptr) throw std::runtime_error(shader + " has no field " + name);
+  const std::size_t at = f->offset + (dot == std::string::npos ? 0 : 4 * std::string("rgba").find(name[dot + 1]));
+  const std::uint32_t word = call.result[at / 4];
+  if (f->type.kind == host::Kind::Integer || f->type.kind == host::Kind::Boolean) {
+    return static_cast<float>(static_cast<std::int32_t>(word));
+  }
+  float v;
+  std::memcpy(&v, &word, sizeof v);
+  return v;
+}
+
 inline std::string word(float v) {
   char text[32];
   std::snprintf(text, sizeof text, "%.9g", static_cast<double>(v));
@@ -99,12 +142,12 @@ inline std::vector<std::string> words(const miColor &c) { return {word(c.r), wor
 inline float brightness(float r, float g, float b) { return (0.67f * g + 0.265f * r) + 0.065f * b; }
 
 #define EXPECT_COLOR_EQ(actual, expected_r, expected_g, expected_b, expected_a) \
-  do {                                                                         \
-    const miColor tavo_c_ = (actual);                                          \
-    EXPECT_EQ(tavo_c_.r, (expected_r));                                        \
-    EXPECT_EQ(tavo_c_.g, (expected_g));                                        \
-    EXPECT_EQ(tavo_c_.b, (expected_b));                                        \
-    EXPECT_EQ(tavo_c_.a, (expected_a));                                        \
+  do {                                                                          \
+    const miColor tavo_c_ = (actual);                                           \
+    EXPECT_EQ(tavo_c_.r, (expected_r));                                         \
+    EXPECT_EQ(tavo_c_.g, (expected_g));                                         \
+    EXPECT_EQ(tavo_c_.b, (expected_b));                                         \
+    EXPECT_EQ(tavo_c_.a, (expected_a));                                         \
   } while (0)
 
 }  // namespace tavo::test
