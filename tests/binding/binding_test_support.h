@@ -1,10 +1,7 @@
 // Shared helpers of the binding tests: the library and the fake renderer
 // modules loaded the platform's way, the library's symbol and export tables,
-// a capture of what reaches file descriptor 2, and the few facts in which the
-// platforms differ.
+// and the few facts in which the platforms differ.
 #pragma once
-
-#include "fake_renderer.h"
 
 #include <gtest/gtest.h>
 
@@ -12,40 +9,35 @@
 #include <string>
 #include <vector>
 
+#include "fake_renderer.h"
+
 namespace bindingtest {
 
 // tavoshaders, loaded once per process (on ELF with RTLD_LOCAL: nothing of it
 // leaks into the global scope where a lookup could find it by accident).
 void *library();
 
-// Whether this process has loaded tavoshaders already.
-bool library_is_loaded();
-
 // The address of an exported symbol of `module`, or null.
 void *find_symbol(void *module, const char *name);
 
-// The address of an exported symbol of tavoshaders; fails the test when missing.
+// An exported symbol of tavoshaders; fails the test when missing.
 void *library_symbol(const char *name);
 
 template <typename Fn>
-Fn entry(const char *name)
-{
-    return reinterpret_cast<Fn>(library_symbol(name));
+Fn entry(const char *name) {
+  return reinterpret_cast<Fn>(library_symbol(name));
 }
 
-// The address, in the loaded library, of any function that its symbol table
-// names, exported or not; null when there is none.
+// Any function that the library's symbol table names, exported or not; null when there is none.
 void *library_internal_symbol(const char *name);
 
-// The names in the library's export table (the ELF dynamic symbol table, the
-// PE export directory).
+// The names in the library's export table (the ELF dynamic symbol table, the PE export directory).
 std::set<std::string> library_export_table();
 
-// Whether an address lies in the library's image, or in the test program's.
 bool in_library(const void *address);
 bool in_test_program(const void *address);
 
-// The fake renderer modules (1 and 2), loaded once per process.
+// The fake renderer modules 1 and 2, loaded once per process, and what they recorded.
 void *fake_module(int id);
 FakeRecord *fake_record(int id);
 void fake_reset(int id);
@@ -53,7 +45,7 @@ void fake_reset(int id);
 // Calls the library's miSetModuleHandle.
 void set_module(void *handle);
 
-// A module handle through which a lookup finds the library's own entries: the
+// A handle through which a lookup finds the library's own entries: the
 // program's own handle with the library in the global scope (ELF), or the
 // library's module handle (Windows).
 void *handle_that_finds_the_library();
@@ -73,32 +65,18 @@ extern const int missing_name_error;
 extern const bool records_return_in_registers;
 extern const bool variadic_calls_count_vector_registers;
 
-#if defined(_WIN32)
-// Whether the loader's record of a module says that it gets no thread attach
-// and detach notifications.
-bool thread_notifications_off(void *module);
-#endif
-
 // The two lines the resolver writes when `name` cannot be resolved.
 std::string failure_text(const char *name, void *handle, int error);
 
-// Everything written to file descriptor 2 between construction and finish().
-class StderrCapture {
-public:
-    StderrCapture();
-    ~StderrCapture();
-    std::string finish();
-
-private:
-    int saved_ = -1;
-    FILE *file_ = nullptr;
-};
+// What reaches file descriptor 2 between the two calls.
+using testing::internal::CaptureStderr;
+using testing::internal::GetCapturedStderr;
 
 // One entry of entries.def.
 struct ListedEntry {
-    const char *name;
-    bool exported;
-    bool variadic;
+  const char *name;
+  bool exported;
+  bool variadic;
 };
 const std::vector<ListedEntry> &listed_entries();
 
@@ -106,4 +84,4 @@ const std::vector<ListedEntry> &listed_entries();
 // miSetModuleHandle, and each shader's family from shaders.def.
 std::set<std::string> listed_exports();
 
-} // namespace bindingtest
+}  // namespace bindingtest

@@ -2,27 +2,22 @@
  * mi_db_dump. GetProcAddress loads it while the library looks the name up, and
  * its DllMain notes the return addresses on the stack at that moment in the
  * fake renderer's record: once per process, on the first lookup. */
-#include "fake_renderer.h"
-
 #include <windows.h>
 
-__declspec(dllexport) int mi_db_dump(void)
-{
-    return 7;
-}
+#include "fake_renderer.h"
 
-BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID reserved)
-{
-    (void)module;
-    (void)reserved;
-    if (reason != DLL_PROCESS_ATTACH)
-        return TRUE;
-    typedef FakeRecord *(*RecordFn)(void);
-    HMODULE renderer = GetModuleHandleA("binding_fake_renderer_2.dll");
-    RecordFn record = renderer ? (RecordFn)(void (*)(void))GetProcAddress(renderer, "fake_renderer_record") : NULL;
-    if (record != NULL) {
-        FakeRecord *r = record();
-        r->lookup_depth = RtlCaptureStackBackTrace(0, 64, r->lookup_frames, NULL);
-    }
-    return TRUE;
+__declspec(dllexport) int mi_db_dump(void) { return 7; }
+
+BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID reserved) {
+  (void)module;
+  (void)reserved;
+  if (reason != DLL_PROCESS_ATTACH) return TRUE;
+  typedef FakeRecord *(*RecordFn)(void);
+  HMODULE renderer = GetModuleHandleA("binding_fake_renderer_2.dll");
+  RecordFn record = renderer ? (RecordFn)(void (*)(void))GetProcAddress(renderer, "fake_renderer_record") : NULL;
+  if (record != NULL) {
+    FakeRecord *r = record();
+    r->lookup_depth = RtlCaptureStackBackTrace(0, 64, r->lookup_frames, NULL);
+  }
+  return TRUE;
 }
