@@ -1,6 +1,7 @@
 // Aspect-ratio readouts: an image's height per width or width per height,
 // times a multiplier, fixed per instance at init.
 #include <memory>
+#include <tuple>
 
 #include "host/scene_fixture.h"
 #include "layout_registry.h"
@@ -34,25 +35,17 @@ class AspectRatio : public SceneTest {
 TEST_F(AspectRatio, RatioOfTheImageTimesTheMultiplierOrTheMultiplierAlone) {
   const miTag vga = image(640, 480), narrow = image(3, 7), tall = image(3, 10);
   const miTag not_an_image = renderer().create_instance("tavo_host_constant", {});
-  struct Case {
-    miTag image;
-    const char *multiplier;
-    float height_per_width, width_per_height;
-  } cases[] = {
-      {vga, "1", 0.75f, 1.33333337f},
-      {vga, "-1", -0.75f, -1.33333337f},
+  const std::tuple<miTag, const char *, float, float> cases[] = {  // image, multiplier: height per width, width per height
+      {vga, "1", 0.75f, 1.33333337f}, {vga, "-1", -0.75f, -1.33333337f}, {vga, "0", 0.0f, 0.0f},
       // the quotient is formed first: (7 / 3) x 0.3 is 0.699999988, (7 x 0.3) / 3 would be 0.700000048
       {narrow, "0.3", 0.699999988f, 0.128571436f},
       // and (3 / 10) x 0.7 is 0.210000008, (3 x 0.7) / 10 would be 0.209999993
       {tall, "0.7", 2.33333325f, 0.210000008f},
-      {vga, "0", 0.0f, 0.0f},
-      {0, "2.5", 2.5f, 2.5f},  // no image, something else, or a tag that names nothing
-      {not_an_image, "2.5", 2.5f, 2.5f},
-      {4242, "-0.125", -0.125f, -0.125f},
-  };
-  for (const Case &c : cases) {
-    EXPECT_EQ(readout(kHeightPerWidth, c.image, c.multiplier), c.height_per_width) << c.image << " x" << c.multiplier;
-    EXPECT_EQ(readout(kWidthPerHeight, c.image, c.multiplier), c.width_per_height) << c.image << " x" << c.multiplier;
+      // no image, something else, or a tag that names nothing
+      {0, "2.5", 2.5f, 2.5f}, {not_an_image, "2.5", 2.5f, 2.5f}, {4242, "-0.125", -0.125f, -0.125f}};
+  for (const auto &[image, multiplier, height_per_width, width_per_height] : cases) {
+    EXPECT_EQ(readout(kHeightPerWidth, image, multiplier), height_per_width) << image << " x" << multiplier;
+    EXPECT_EQ(readout(kWidthPerHeight, image, multiplier), width_per_height) << image << " x" << multiplier;
   }
   EXPECT_EQ(eval<float>(kHeightPerWidth, {}), 1.0f);  // the declared default multiplier is 1
 }

@@ -2,7 +2,6 @@
 // exit that every scene shader with instance records shares.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <limits>
 #include <optional>
 #include <string>
@@ -30,10 +29,10 @@ constexpr const char *kInverse = "tavo_scale_meters_to_internal_inverse";
 
 class UnitScaling : public HostTest {
  protected:
-  // One life cycle under a scene of `unit_scale` (none for NaN).
-  float scale(const char *shader, float unit_scale, float v) {
-    if (std::isnan(unit_scale)) renderer().clear_scene();
-    else renderer().set_scene(scene_with_unit_scale(unit_scale));
+  // One life cycle under a scene record of `unit_scale` (no record for none).
+  float scale(const char *shader, std::optional<float> unit_scale, float v) {
+    if (unit_scale) renderer().set_scene(scene_with_unit_scale(*unit_scale));
+    else renderer().clear_scene();
     const float result = eval<float>(shader, {value("value", {host::format_scalar(v)})});
     EXPECT_EQ(renderer().held_bytes(), 0u) << shader;
     return result;
@@ -58,16 +57,11 @@ TEST_F(UnitScaling, ConvertsWithTheSceneUnitOrNotAtAllWithoutAUsableOne) {
   };
   for (const auto &[shader, unit_scale, v, expected] : cases) EXPECT_EQ(scale(shader, unit_scale, v), expected) << shader << " " << unit_scale;
   // no scene record, or a scale that is zero, negative or not a number
-  for (const float unusable : {kNaN, 0.0f, -0.0f, -1.0f, -kInf}) {
-    EXPECT_EQ(scale(kToInternal, unusable, 2.5f), 2.5f) << unusable;
-    EXPECT_EQ(scale(kToMeters, unusable, 2.5f), 2.5f) << unusable;
-    EXPECT_EQ(scale(kInverse, unusable, 4.0f), 0.25f) << unusable;
+  for (const std::optional<float> unusable : {std::optional<float>{}, {0.0f}, {-0.0f}, {-1.0f}, {-kInf}, {kNaN}}) {
+    EXPECT_EQ(scale(kToInternal, unusable, 2.5f), 2.5f) << unusable.value_or(1);
+    EXPECT_EQ(scale(kToMeters, unusable, 2.5f), 2.5f) << unusable.value_or(1);
+    EXPECT_EQ(scale(kInverse, unusable, 4.0f), 0.25f) << unusable.value_or(1);
   }
-  renderer().clear_scene();
-  SceneData scene = Renderer::default_scene();
-  scene.unit_scale = kNaN;  // a record with a scale that is no number
-  renderer().set_scene(scene);
-  EXPECT_EQ(eval<float>(kToInternal, {value("value", {"2.5"})}), 2.5f);
 }
 
 TEST_F(UnitScaling, ValueIsReadOnEveryCallFromAConnectionTooTheFactorOnlyAtInit) {

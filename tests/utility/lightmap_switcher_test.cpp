@@ -2,11 +2,10 @@
 // with a copy of the mesh record in the mesh phase and no argument otherwise,
 // and the one error it reports. The callee is the host's light-map probe,
 // which reports the argument it was handed.
-#include <cstdio>
 
 #include "host/scene_fixture.h"
-#include "layout_registry.h"
 #include "utility/tavo_Utility_LightmapSwitcher.h"
+#include "utility_fixture.h"
 
 namespace tavo::test {
 namespace {

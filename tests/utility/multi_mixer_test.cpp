@@ -1,12 +1,8 @@
 // Multi mixer: the 21 blend modes, masks and weights, single-layer and grey
 // output, normal mode, the request each layer shader is handed, and stacks
 // that are empty or fail. Layers are the host's helper that reports its request.
-#include <algorithm>
-#include <cmath>
-#include <limits>
 
 #include "host/scene_fixture.h"
-#include "layout_registry.h"
 #include "utility/tavo_Utility_MultiMixer.h"
 #include "utility_fixture.h"
 

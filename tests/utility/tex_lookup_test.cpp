@@ -1,13 +1,8 @@
 // Texture lookup: the selected slot read plainly at texel centres, the slot
 // colour paths, the inverse gamma, and the filtered lookup with the guard
 // (shared with the bump lookup) that lets it run where a pixel is seen.
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <tuple>
 
 #include "host/scene_fixture.h"
-#include "layout_registry.h"
 #include "utility/tavo_Utility_TexLookup.h"
 #include "utility_fixture.h"
 

@@ -2,11 +2,19 @@
 // the host traces) the wall and images that the texture and bump lookups read.
 #pragma once
 
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <functional>
+#include <limits>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "host_fixture.h"
+#include "layout_registry.h"
 #include "values.h"
 
 namespace tavo::test {

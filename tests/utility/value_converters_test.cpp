@@ -1,10 +1,6 @@
 // Value converters: one parameter type into another, read on every call.
-#include <array>
 #include <cstdlib>
-#include <limits>
-#include <tuple>
 
-#include "layout_registry.h"
 #include "utility/value_converters.h"
 #include "utility_fixture.h"
 
