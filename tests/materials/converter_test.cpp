@@ -154,7 +154,6 @@ TEST_F(ConverterFrame, AConnectedMapIsEvaluatedThroughTheRenderer) {
   EXPECT_EQ(renderer().run(tag, {miRAY_EYE})[0].result[0], 64u);
 }
 
-// ---- scene unit and the five length forms -------------------------------------
 
 struct UnitCase {
   SceneChoice unit_scale;  // nullopt: no scene record at all
@@ -174,7 +173,8 @@ TEST_P(SceneUnit, TheFiveLengthFormsUseTheUnitFactor) {
       run<ceramic::Ready>("tavo_Shd_Ceramic_spider", {value("type", {"1"}), value("bump_height_mm", {"2.5"})});
   EXPECT_EQ(ceramic.texture_scale, 39.37008f / c.u);     // inches per scene unit: k / u
   EXPECT_EQ(ceramic.bump_height, 2.5f / 1000.0f * c.u);  // millimetres
-  EXPECT_EQ(ceramic.bump_vector_x, ceramic.bump_height * 3.0f);
+  for (const float v : {ceramic.bump_vector_x, ceramic.bump_vector_y, ceramic.bump_vector_z})
+    EXPECT_EQ(v, ceramic.bump_height * 3.0f);
   EXPECT_EQ(ceramic.scene_value, c.unit_scale ? 1234 : 0);  // 0 without a record to copy from
   const auto sss =
       run<sss::Ready>("tavo_Shd_SSS_spider", {value("length_2_mm", {"-2.5"}), value("length_4_mm", {"7"})});
