@@ -41,14 +41,3 @@ TEST(BindingThunks, EveryGenericEntryLooksUpItsOwnNameAndReturnsZeroWhenUnresolv
   }
   EXPECT_EQ(checked, 678 - 12);
 }
-
-TEST(BindingThunks, UnexportedEntryResolvesAndForwardsLikeTheOthers) {
-  auto fn = reinterpret_cast<int (*)()>(library_internal_symbol("mi_get_subverbosity"));
-  ASSERT_NE(fn, nullptr);
-  CaptureStderr();
-  set_module(fake_module(1));
-  EXPECT_EQ(fn(), 71);
-  set_module(fake_module(2));
-  EXPECT_EQ(fn(), 72);
-  EXPECT_EQ(GetCapturedStderr(), "");
-}

@@ -46,8 +46,11 @@ TEST(BindingResolution, CallBeforeAnyHandleWritesBothMessagesWithHandleZeroThenR
       testing::ExitedWithCode(0), "");
 }
 
+// An entry kept out of the export table resolves and forwards like the others.
 TEST(BindingResolution, SecondModuleHandleMakesEveryEntryLookUpItsNameAgain) {
   auto version = entry<VersionFn>("mi_raylib_version");
+  auto hidden = reinterpret_cast<int (*)()>(library_internal_symbol("mi_get_subverbosity"));
+  ASSERT_NE(hidden, nullptr);
   auto spline = entry<miScalar (*)(miScalar, int, miScalar *)>("mi_spline");
   auto query = entry<miBoolean (*)(int, miState *, miTag, void *, ...)>("mi_query");
   miScalar control[2] = {0.25f, 0.5f};
@@ -59,6 +62,7 @@ TEST(BindingResolution, SecondModuleHandleMakesEveryEntryLookUpItsNameAgain) {
     fake_reset(1);
     fake_reset(2);
     EXPECT_EQ(version_text(version), "fake renderer " + std::to_string(id));
+    EXPECT_EQ(hidden(), 70 + id);
     EXPECT_EQ(spline(1.5f, 2, control), 3.5f);  // t * n + control[n - 1]
     EXPECT_EQ(query(51, nullptr, 0u, &slot), 151);
     EXPECT_EQ(fake_record(id)->calls, 2);

@@ -106,14 +106,12 @@ FAKE_EXPORT miScalar mi_spline(miScalar t, int n, miScalar *control) {
   return t * (miScalar)n + control[n - 1];
 }
 
-static double record_wide(const long long l[4], const int i[4], const double d[5], const float f[5]) {
-  ++record.calls;
-  memcpy(record.wide_l, l, sizeof record.wide_l);
-  memcpy(record.wide_i, i, sizeof record.wide_i);
-  memcpy(record.wide_d, d, sizeof record.wide_d);
-  memcpy(record.wide_f, f, sizeof record.wide_f);
-  return d[4] * 2.0 + f[4];
-}
+/* Notes the arguments of a wide entry (names l0..l3, i0..i3, d0..d4, f0..f4); its value is d4 * 2 + f4. */
+#define FAKE_RECORD_WIDE()                                                                     \
+  (++record.calls, memcpy(record.wide_l, (long long[]){l0, l1, l2, l3}, sizeof record.wide_l), \
+   memcpy(record.wide_i, (int[]){i0, i1, i2, i3}, sizeof record.wide_i),                       \
+   memcpy(record.wide_d, (double[]){d0, d1, d2, d3, d4}, sizeof record.wide_d),                \
+   memcpy(record.wide_f, (float[]){f0, f1, f2, f3, f4}, sizeof record.wide_f), d4 * 2.0 + f4)
 
 /* Two wide entries, 8 integer and 10 floating-point arguments each, the kinds
  * interleaved: System V fills 6 integer and 8 vector registers whatever the
@@ -124,36 +122,20 @@ static double record_wide(const long long l[4], const int i[4], const double d[5
 FAKE_EXPORT double mi_geomo_blend_surfaces(double d0, long long l0, float f0, int i0, long long l1, double d1, int i1,
                                            float f1, double d2, long long l2, float f2, int i2, long long l3, double d3,
                                            int i3, float f3, double d4, float f4) {
-  const long long l[4] = {l0, l1, l2, l3};
-  const int i[4] = {i0, i1, i2, i3};
-  const double d[5] = {d0, d1, d2, d3, d4};
-  const float f[5] = {f0, f1, f2, f3, f4};
-  return record_wide(l, i, d, f);
+  return FAKE_RECORD_WIDE();
 }
 
 FAKE_EXPORT double mi_geomo_u_loft(long long l0, double d0, int i0, float f0, double d1, long long l1, float f1, int i1,
                                    long long l2, double d2, int i2, float f2, double d3, long long l3, float f3, int i3,
                                    double d4, float f4) {
-  const long long l[4] = {l0, l1, l2, l3};
-  const int i[4] = {i0, i1, i2, i3};
-  const double d[5] = {d0, d1, d2, d3, d4};
-  const float f[5] = {f0, f1, f2, f3, f4};
-  return -record_wide(l, i, d, f);
+  return -FAKE_RECORD_WIDE();
 }
 
 /* A 16-byte record comes back in rax:rdx (System V) or through memory. */
-FAKE_EXPORT FakePair mi_geomo_free_curves(long long a, long long b) {
-  ++record.calls;
-  FakePair p = {b, a};
-  return p;
-}
+FAKE_EXPORT FakePair mi_geomo_free_curves(long long a, long long b) { return (FakePair){b, a}; }
 
 /* Two doubles come back in xmm0:xmm1 (System V) or through memory. */
-FAKE_EXPORT FakeDoublePair mi_geomo_homogenize_curves(double a, double b) {
-  ++record.calls;
-  FakeDoublePair p = {b, a};
-  return p;
-}
+FAKE_EXPORT FakeDoublePair mi_geomo_homogenize_curves(double a, double b) { return (FakeDoublePair){b, a}; }
 
 /* A variadic callee: under System V %al must still be the caller's vector
  * register count. The entry stub notes rax and rsp exactly as they arrive,
