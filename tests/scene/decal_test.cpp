@@ -167,8 +167,10 @@ TEST_F(Decals, ArraysOfDifferentLengthsUseTheCommonMinimumAndWarnOnce) {
     }
     const auto messages = renderer().messages();
     ASSERT_EQ(messages.size() - before, same ? 0u : 1u) << "once per instance init, not per call";
-    if (!same) EXPECT_EQ(messages.back().level + ": " + messages.back().text,
-                         "warning: Decal parameter arrays are not the same size. Using the common minimum.");
+    if (!same) {
+      EXPECT_EQ(messages.back().level + ": " + messages.back().text,
+                "warning: Decal parameter arrays are not the same size. Using the common minimum.");
+    }
   }
 }
 

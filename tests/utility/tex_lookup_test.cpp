@@ -76,7 +76,9 @@ TEST_F(TexLookup, TheSlotColourPathsEvaluateNeitherCoordNorOtherSlots) {
     a.insert(a.end(), more.begin(), more.end());
     host::ShadingState s;
     const miColor got = call<miColor>(lookup(a), s);
-    if (colour) EXPECT_EQ(exact(got), "0.300000012 0.600000024 0.899999976 0.5");
+    if (colour) {
+      EXPECT_EQ(exact(got), "0.300000012 0.600000024 0.899999976 0.5");
+    }
     EXPECT_EQ(s.state.child != nullptr, other);
     EXPECT_EQ(s.state.normal.x == 0, colour || other) << "coord evaluated";
   }

@@ -17,7 +17,10 @@
 #include "layout_registry.h"
 #include "values.h"
 
+// Internal to each test file (an unnamed namespace): other folders' fixtures
+// have helpers of the same names, and inline functions of one name must agree.
 namespace tavo::test {
+namespace {
 
 inline std::string word(float x) { return host::format_scalar(x); }
 inline std::vector<std::string> words(const miColor &c) { return {word(c.r), word(c.g), word(c.b), word(c.a)}; }
@@ -26,12 +29,14 @@ inline std::vector<std::string> words(const miVector &v) { return {word(v.x), wo
 inline std::string exact(const miColor &c) { return word(c.r) + " " + word(c.g) + " " + word(c.b) + " " + word(c.a); }
 inline std::string exact(const miVector &v) { return word(v.x) + " " + word(v.y) + " " + word(v.z); }
 
+}  // namespace
 }  // namespace tavo::test
 
 #if TAVO_TRACING
 #include "host/scene_fixture.h"
 
 namespace tavo::test {
+namespace {
 
 using Adjust = std::function<void(host::ShadingState &)>;
 
@@ -102,5 +107,6 @@ class LookupTest : public TexturedSceneTest {
   }
 };
 
+}  // namespace
 }  // namespace tavo::test
 #endif
