@@ -56,7 +56,7 @@ class Lenses : public SceneTest {
   }
 };
 
-TEST_F(Lenses, AGreyLensWeighsTheColourTheSceneGivesAndAChainEndsTheSame) {
+TEST_F(Lenses, AChainOfLensesEndsAsItsLastAndEachLensesEyeRayReachesTheNext) {
   const host::LoadedScene loaded = load(kScene);
   host::Scene &scene = *loaded.scene;
   ASSERT_EQ(scene.lenses, (std::vector<miTag>{tag("glossy"), tag("grey")}));
@@ -67,11 +67,8 @@ TEST_F(Lenses, AGreyLensWeighsTheColourTheSceneGivesAndAChainEndsTheSame) {
   expect_greyed(plain, render(scene, loaded, {tag("grey")}));
   // the sampler's eye ray goes to the grey lens, whose eye ray shades the scene
   expect_greyed(render(scene, loaded, {tag("glossy")}), render(scene, loaded, {tag("glossy"), tag("grey")}));
-}
 
-TEST_F(Lenses, OnlyUnderTheGlossySamplerDoesAMaterialFindTheAveragingFunction) {
-  const host::LoadedScene loaded = load(kScene);
-  host::Scene &scene = *loaded.scene;
+  // only under the glossy sampler does a material find the averaging function
   double x = 0, y = 0;
   ASSERT_TRUE(scene.camera.to_raster({1.25f, 0, 2}, x, y));  // the card's middle
   const int px = static_cast<int>(x), py = static_cast<int>(y);

@@ -67,7 +67,8 @@ TEST_F(Phenomena, InterfaceParametersValuesConnectionsAndArraysReachTheShadersIn
       shader "defaults" "wrapped" ( )
       shader "outside" "test_source" ( "s" 2, "c" 1 0.5 0.25 1, "i" 4 )
       shader "p" "wrapped" ( "amount" = "outside.s", "tint" = "outside.c" )
-      shader "sum" "summed" ( "values" [ 1, 2, 4, 8 ], "items" [ { "id" 3 }, { "id" 5, "tint" = "outside.c" } ], "tail" 6 )
+      shader "sum" "summed" ( "values" [ 1, 2, 4, 8 ], "items" [ { "id" 3 }, { "id" 5, "tint" = "outside.c" } ],
+                              "tail" = "outside.s" )
       shader "nested" "twice" ( "amount" 0.125 )
       material "m" "wrapped" ( "count" 2 ) end material)");
   const struct {
@@ -93,7 +94,8 @@ TEST_F(Phenomena, InterfaceParametersValuesConnectionsAndArraysReachTheShadersIn
   EXPECT_EQ(sum.count, 4 + 100);  // the bias comes from the phenomenon's own source shader
   EXPECT_EQ(sum.ids, 35);
   expect_near(sum.tint, {1.5f, 1, 0.75f, 1.5f}, 1e-6f, "default tint plus the connected one");
-  EXPECT_EQ(sum.tail, 6.0f);
+  EXPECT_EQ(sum.tail, 2.0f);  // a field of a struct result
+  EXPECT_EQ(renderer().held_bytes(), 0u);
 
   // The instance is its root, the other shaders are named inside it; a root within a root goes by the instance's name.
   EXPECT_EQ(tag("sum:reader"), 0u);

@@ -1,9 +1,7 @@
-// Scene files: every statement read into the renderer, parameter values of
-// every shape, connections, and the error a malformed file gets.
-#include <cstring>
-
+// Scene files: every statement read into the renderer, textures by their
+// colour space, and the error a malformed file gets. Parameter values of every
+// shape and connections are read in phenomenon_test.cpp.
 #include "scene_fixture.h"
-#include "fixtures/testshader_results.h"
 
 namespace tavo::test {
 namespace {
@@ -15,30 +13,6 @@ class SceneFiles : public SceneTest {
     return error_of([&] { host::parse_scene(text, "scene.mi", {}); });
   }
 };
-
-TEST_F(SceneFiles, ParametersTakeLiteralsArraysStructsAndConnections) {
-  const std::string text = std::string("link \"") + TAVO_TEST_SHADERS + "\"\n$include \"" + TAVO_TEST_DECLARATIONS +
-                           R"("
-    shader "src" "test_source" ( "s" 0.5, "c" 0.1 0.2 0.3 0.4, "i" 11 )
-    shader "arr" "test_arrays" (
-        "bias" = "src.i",
-        "values" [ 1, 2, 4 ],
-        "items" [ { "id" 3 }, { "id" 5, "tint" = "src.c" } ],
-        "tail" = "src.s"
-    )
-  )";
-  const host::LoadedScene loaded = load(text);
-  EXPECT_EQ(loaded.instances, (std::vector<miTag>{tag("src"), tag("arr")}));
-  const auto calls = renderer().run(tag("arr"), {miRAY_EYE});
-  ArrayResult r;
-  std::memcpy(&r, calls[0].result.data(), sizeof r);
-  EXPECT_EQ(r.sum, 7.0f);
-  EXPECT_EQ(r.count, 3 + 11);
-  EXPECT_EQ(r.ids, 35);
-  expect_near(r.tint, {0.6f, 0.7f, 0.8f, 0.9f}, 1e-6f, "default tint plus the connected one");
-  EXPECT_EQ(r.tail, 0.5f);
-  EXPECT_EQ(renderer().held_bytes(), 0u);
-}
 
 // Textures are kept in linear light: 8-bit images are decoded from sRGB and
 // float images taken as they are, unless the statement names the colour space.

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
+#include <iterator>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -77,17 +79,13 @@ class TexturedSceneTest : public SceneTest {
   }
 };
 
-inline void expect_near(const miVector &got, const miVector &want, float tolerance, const char *what) {
-  EXPECT_NEAR(got.x, want.x, tolerance) << what;
-  EXPECT_NEAR(got.y, want.y, tolerance) << what;
-  EXPECT_NEAR(got.z, want.z, tolerance) << what;
-}
-
-inline void expect_near(const miColor &got, const miColor &want, float tolerance, const char *what) {
-  EXPECT_NEAR(got.r, want.r, tolerance) << what;
-  EXPECT_NEAR(got.g, want.g, tolerance) << what;
-  EXPECT_NEAR(got.b, want.b, tolerance) << what;
-  EXPECT_NEAR(got.a, want.a, tolerance) << what;
+// Vectors and colours, compared float by float.
+template <typename T>
+void expect_near(const T &got, const T &want, float tolerance, const char *what) {
+  float g[sizeof(T) / sizeof(float)], w[sizeof g / sizeof(float)];
+  std::memcpy(g, &got, sizeof g);
+  std::memcpy(w, &want, sizeof w);
+  for (std::size_t i = 0; i < std::size(g); ++i) EXPECT_NEAR(g[i], w[i], tolerance) << what << " [" << i << "]";
 }
 
 }  // namespace tavo::test

@@ -1,7 +1,7 @@
 // Shaders calling shaders through the host: mi_call_shader with its extra
-// argument, connections that follow the state, materials, eye and reflection
-// traces with their environment, shader-state values and the queries that
-// describe a state.
+// argument, connections that follow the state, materials, eye, reflection,
+// refraction and transparent traces with their depths and environment,
+// shader-state values and the queries that describe a state.
 #include "scene_fixture.h"
 
 namespace tavo::test {
@@ -99,8 +99,6 @@ TEST_F(ShaderCalls, EyeRaysShadeWhatTheyHitAndTheEnvironmentOnAMiss) {
   ASSERT_NE(s.state.child, nullptr);
   EXPECT_EQ(s.state.child->instance, tag("ball"));
   EXPECT_EQ(s.state.child->material, tag("mirror"));
-  EXPECT_EQ(s.state.child->child->type, miRAY_REFLECT);
-  EXPECT_EQ(s.state.child->child->reflection_level, 1);
   ASSERT_TRUE(mi_trace_eye(&out, &s.state, &origin, &up));
   expect_near(out, {0.2f, 0.4f, 0.8f, 0.5f}, 0, "sky");
   miVector beside{3, 1, 3};
@@ -111,22 +109,6 @@ TEST_F(ShaderCalls, EyeRaysShadeWhatTheyHitAndTheEnvironmentOnAMiss) {
   renderer().current_scene()->environment = 0;
   EXPECT_FALSE(mi_trace_eye(&out, &s.state, &origin, &up));
   expect_near(out, {0, 0, 0, 0}, 0, "no environment");
-}
-
-TEST_F(ShaderCalls, ReflectionsStopAtTheTraceDepthAndWhenTracingIsOff) {
-  load(kNetwork);
-  host::ShadingState s;
-  miColor out{1, 1, 1, 1};
-  miVector up{0, 1, 0};
-  s.state.reflection_level = s.options.reflection_depth;
-  EXPECT_FALSE(mi_trace_reflection(&out, &s.state, &up));
-  s.state.reflection_level = 0;
-  s.options.trace = miFALSE;
-  EXPECT_FALSE(mi_trace_reflection(&out, &s.state, &up));
-  s.options.trace = miTRUE;
-  s.state.point = {0, 5, 0};
-  EXPECT_TRUE(mi_trace_reflection(&out, &s.state, &up));
-  expect_near(out, {0.2f, 0.4f, 0.8f, 0.5f}, 0, "sky above");
 }
 
 TEST_F(ShaderCalls, ShaderStateValuesLiveAsLongAsTheyAsk) {
@@ -178,32 +160,95 @@ TEST_F(ShaderCalls, ShaderStateValuesLiveAsLongAsTheyAsk) {
 
 TEST_F(ShaderCalls, QueriesDescribeTheState) {
   load(kNetwork);
-  const auto query = [](int code, miState &state) {
-    miInteger out[4] = {7, 7, 7, 7};
-    EXPECT_TRUE(mi_query(code, &state, miNULLTAG, out)) << code;
-    return std::vector<miInteger>(out, out + (code == miQ_PIXEL_SAMPLE ? 4 : 1));
-  };
-  host::ShadingState free;  // made without the camera
-  EXPECT_EQ(query(miQ_PIXEL_SAMPLE, free.state), (std::vector<miInteger>{-1, -1, -1, -1}));
-  EXPECT_EQ(query(miQ_NUM_TEXTURES, free.state), std::vector<miInteger>{1});
-
-  host::ShadingState floor;
+  host::ShadingState free, reflected, refracted, shadowed, floor, sky;  // the first four made without the camera
+  reflected.state.reflection_level = refracted.state.refraction_level = 1;
+  shadowed.state.type = miRAY_SHADOW;
   ASSERT_TRUE(host::aim_at_pixel(floor, *renderer().current_scene(), 300, 340));
-  EXPECT_EQ(floor.state.instance, tag("ground"));
-  EXPECT_EQ(query(miQ_PIXEL_SAMPLE, floor.state), (std::vector<miInteger>{300, 340, 0, 1}));
-  EXPECT_EQ(query(miQ_DECAL_PROJECTION, floor.state), std::vector<miInteger>{1});
-  EXPECT_EQ(query(miQ_ENVIRONMENT_MODE, floor.state), std::vector<miInteger>{0});
-  floor.state.reflection_level = 1;
-  EXPECT_EQ(query(miQ_ENVIRONMENT_MODE, floor.state), std::vector<miInteger>{1});
-  floor.state.reflection_level = 0;
-  floor.state.type = miRAY_SHADOW;
-  EXPECT_EQ(query(miQ_ENVIRONMENT_MODE, floor.state), std::vector<miInteger>{1});
-
-  host::ShadingState sky;
   ASSERT_FALSE(host::aim_at_pixel(sky, *renderer().current_scene(), 5, 5));
-  EXPECT_EQ(query(miQ_NUM_TEXTURES, sky.state), std::vector<miInteger>{0});
-  EXPECT_EQ(query(miQ_DECAL_PROJECTION, sky.state), std::vector<miInteger>{0});
-  EXPECT_EQ(query(miQ_PIXEL_SAMPLE, sky.state), (std::vector<miInteger>{5, 5, 0, 1}));
+  EXPECT_EQ(floor.state.instance, tag("ground"));
+  const struct {
+    host::ShadingState &s;
+    int code;
+    std::vector<miInteger> want;
+  } cases[] = {
+      {free, miQ_PIXEL_SAMPLE, {-1, -1, -1, -1}},  {free, miQ_NUM_TEXTURES, {1}},
+      {floor, miQ_PIXEL_SAMPLE, {300, 340, 0, 1}}, {floor, miQ_DECAL_PROJECTION, {1}},
+      {floor, miQ_ENVIRONMENT_MODE, {0}},          {reflected, miQ_ENVIRONMENT_MODE, {1}},
+      {refracted, miQ_ENVIRONMENT_MODE, {1}},      {shadowed, miQ_ENVIRONMENT_MODE, {1}},
+      {sky, miQ_NUM_TEXTURES, {0}},                {sky, miQ_DECAL_PROJECTION, {0}},
+      {sky, miQ_PIXEL_SAMPLE, {5, 5, 0, 1}},
+  };
+  for (const auto &c : cases) {
+    miInteger out[4] = {7, 7, 7, 7};
+    EXPECT_TRUE(mi_query(c.code, &c.s.state, miNULLTAG, out)) << c.code;
+    EXPECT_EQ(std::vector<miInteger>(out, out + c.want.size()), c.want) << c.code;
+  }
+}
+
+// Floors at y = 0 and y = -2, shaded by a material that reports its ray as (type, levels, distance).
+const std::string kFloors = std::string("link \"") + TAVO_TEST_SHADERS + "\"\n$include \"" + TAVO_TEST_DECLARATIONS +
+                            R"("
+    shader "report" "test_ray" ( )
+    material "seen" = "report" end material
+    object "near" plane origin -5 0 5 u 10 0 0 v 0 0 -10 material "seen" end object
+    object "far" plane origin -5 -2 5 u 10 0 0 v 0 0 -10 material "seen" end object
+  )";
+
+TEST_F(ShaderCalls, RefractedAndTransparentRaysCountTheirLevelsAndGoOnFromThePoint) {
+  load(kFloors);
+  host::ShadingState s;
+  s.state.point = {0.5f, 0, 0.5f};  // on the near floor
+  s.state.dir = {0.6f, -0.8f, 0};
+  s.state.reflection_level = 1;
+  miColor seen{};
+  miVector down{0, -1, 0};
+  ASSERT_TRUE(mi_trace_refraction(&seen, &s.state, &down));
+  expect_near(seen, {miRAY_REFRACT, 1, 1, 2}, 1e-6f, "the far floor straight below");
+  s.state.refraction_level = 1;
+  ASSERT_TRUE(mi_trace_transparent(&seen, &s.state));
+  expect_near(seen, {miRAY_TRANSPARENT, 1, 2, 2.5f}, 1e-6f, "the far floor along the incoming ray");
+  expect_near(s.state.child->point, {2, -2, 0.5f}, 1e-5f, "straight on");
+  EXPECT_EQ(s.state.refraction_level, 1);
+}
+
+TEST_F(ShaderCalls, RaysPastTheDepthsAreRefusedAndTheLayeredMaterialShowsNothingThrough) {
+  load(kFloors + R"(
+    shader "glass" "tavo_host_layered" ( "transparency" 1, "ior" 1 )
+    material "pane" = "glass" end material
+    object "window" plane origin -5 1 5 u 10 0 0 v 0 0 -10 material "pane" end object
+  )");
+  host::ShadingState s;
+  s.state.point = {0.5f, 0, 0.5f};
+  miVector down{0, -1, 0}, above{0, 5, 0};
+  const auto refused = [&](const char *what) {
+    miColor seen{1, 1, 1, 1}, through{1, 1, 1, 1};
+    EXPECT_FALSE(mi_trace_refraction(&seen, &s.state, &down)) << what;
+    EXPECT_FALSE(mi_trace_transparent(&through, &s.state)) << what;
+    expect_near(seen, {0, 0, 0, 0}, 0, what);
+    expect_near(through, {0, 0, 0, 0}, 0, what);
+  };
+  s.options = {miTRUE, 2, 2, 3};
+  s.state.refraction_level = 2;
+  refused("at the refraction depth");
+  s.state.refraction_level = 1, s.state.reflection_level = 2;
+  refused("at the total depth");
+  miColor out{1, 1, 1, 1};
+  EXPECT_FALSE(mi_trace_reflection(&out, &s.state, &down)) << "reflection at the reflection depth";
+  s.options.trace = miFALSE;
+  refused("tracing off");
+  s.state.reflection_level = 0;
+  EXPECT_FALSE(mi_trace_reflection(&out, &s.state, &down)) << "reflection with tracing off";
+
+  s.options = {miTRUE, 2, 2, 4};
+  s.state.reflection_level = s.state.refraction_level = 0;
+  ASSERT_TRUE(mi_trace_reflection(&out, &s.state, &down));
+  expect_near(out, {miRAY_REFLECT, 1, 0, 2}, 1e-6f, "the far floor, reflected");
+  ASSERT_TRUE(mi_trace_eye(&out, &s.state, &above, &down));  // an eye ray through the pane
+  expect_near(out, {miRAY_REFRACT, 0, 1, 1}, 1e-6f, "the near floor through the pane");
+  s.options.refraction_depth = 0;
+  refused("refraction depth 0");
+  ASSERT_TRUE(mi_trace_eye(&out, &s.state, &above, &down));
+  expect_near(out, {0, 0, 0, 1}, 0, "nothing through the pane");
 }
 
 }  // namespace
