@@ -20,20 +20,11 @@ class HostCore : public HostTest {
   }
 };
 
-TEST_F(HostCore, DefaultsAndLiteralsFillTheParameterBlock) {
-  const auto none = eval<SourceResult>("test_source", {});
-  EXPECT_EQ(none.s, 0.25f);
-  EXPECT_EQ(none.c.g, 0.2f);
-  EXPECT_EQ(none.c.a, 1.0f);  // three components given: opaque
-  EXPECT_EQ(none.i, 7);
-  const auto given = eval<SourceResult>(
-      "test_source", {value("s", {"-1.5"}), value("c", {"1", "2", "3", "4"}), value("i", {"-3"})});
-  EXPECT_EQ(given.s, -1.5f);
+TEST_F(HostCore, DefaultsLiteralsAndConnectionsFillTheParameterBlockThroughTheGhost) {
+  const auto given = eval<SourceResult>("test_source", {value("c", {"1", "2", "3", "4"}), value("i", {"-3"})});
+  EXPECT_EQ(given.s, 0.25f);  // the declared default
   EXPECT_EQ(given.c.a, 4.0f);
   EXPECT_EQ(given.i, -3);
-}
-
-TEST_F(HostCore, ConnectedParametersAreReadThroughTheGhostBlock) {
   const miTag source = renderer().create_instance("test_source", {value("s", {"0.5"}), value("i", {"11"})});
   EXPECT_EQ(renderer().instance(source)->function.ghost_offs, 0);  // nothing connected: no ghost block
   // a whole result, and single fields of a struct result
@@ -45,6 +36,7 @@ TEST_F(HostCore, ConnectedParametersAreReadThroughTheGhostBlock) {
   std::memcpy(&out, calls[0].result.data(), sizeof out);
   EXPECT_EQ(out.s, 0.5f);    // source.s -> whole.tail -> sink.s
   EXPECT_EQ(out.c.b, 0.3f);  // the source's default colour
+  EXPECT_EQ(out.c.a, 1.0f);  // three components declared: opaque
   EXPECT_EQ(out.i, 7);       // not connected: its own default
 }
 
@@ -178,14 +170,7 @@ TEST_F(HostCore, AllocatorAndMessagesReportWhatIsHeldAndStrayReleasesInOrder) {
   EXPECT_EQ(messages[2].text, "mi_mem_int_release: file:11 releases a block that is not allocated");
 }
 
-TEST_F(HostCore, SceneRecordIsConfigurableOrAbsentAndMaterialsShadeWithAnInstance) {
-  EXPECT_EQ(GetSceneData(nullptr)->unit_scale, 1.0f);
-  EXPECT_EQ(GetSceneData(nullptr)->scene_flag, 0);
-  renderer().set_scene(scene_with_unit_scale(0.5f));
-  EXPECT_EQ(GetSceneData(nullptr)->unit_scale, 0.5f);
-  renderer().clear_scene();
-  EXPECT_EQ(GetSceneData(nullptr), nullptr);
-
+TEST_F(HostCore, MaterialsShadeWithAPlainInstanceAndRefuseAnUnknownTag) {
   const miTag source = renderer().create_instance("test_source", {value("s", {"3"})});
   host::ShadingState s;
   SourceResult out{};
