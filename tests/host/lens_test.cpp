@@ -72,6 +72,7 @@ TEST_F(Lenses, AChainOfLensesEndsAsItsLastAndEachLensesEyeRayReachesTheNext) {
   double x = 0, y = 0;
   ASSERT_TRUE(scene.camera.to_raster({1.25f, 0, 2}, x, y));  // the card's middle
   const int px = static_cast<int>(x), py = static_cast<int>(y);
+  EXPECT_FALSE(scene.camera.to_raster({0, 1, 20}, x, y));  // behind the camera
   expect_near(pixel(render(scene, loaded, {}), px, py), {1, 0, 1, 1}, 0, "missing");
   expect_near(pixel(render(scene, loaded, {tag("glossy")}), px, py), {0.3f, 0.3f, 0.3f, 1}, 1e-6f, "averaged");
 

@@ -134,21 +134,6 @@ TEST_F(Tracing, BoxFacesMissesAndPrimitivesThatAreNotTheScenes) {
   expect_near(bare.child->point, origin, 0, "the orphan child stands at the origin");
 }
 
-TEST_F(Tracing, CameraRaysGoThroughPixelCentresFromTheTopLeft) {
-  host::Camera camera;  // at (0, 0, 10) looking down -z, 640 x 480
-  miVector origin, direction;
-  camera.ray(320, 240, origin, direction);
-  expect_near(direction, {0, 0, -1}, 1e-7f, "image centre");
-  camera.ray(0.5, 0.5, origin, direction);
-  EXPECT_LT(direction.x, 0.0f);
-  EXPECT_GT(direction.y, 0.0f);  // row 0 is the top row
-  double x = 0, y = 0;
-  ASSERT_TRUE(camera.to_raster(origin + direction * 12.0f, x, y));
-  EXPECT_NEAR(x, 0.5, 1e-3);
-  EXPECT_NEAR(y, 0.5, 1e-3);
-  EXPECT_FALSE(camera.to_raster({0, 0, 20}, x, y));  // behind the camera
-}
-
 TEST_F(Tracing, DirectLightFallsOffWithTheCosineAndStopsAtBlockers) {
   Scene &scene = scene_of({host::make_parallelogram({-5, 0, 5}, {10, 0, 0}, {0, 0, -10}),
                            host::make_sphere({1.5f, 2, -1.5f}, 0.5f, 8, 4)});
