@@ -49,19 +49,29 @@ TAVO_NUMBERED_MESSAGE_OPERATION(mi_nfatal, "fatal")
 TAVO_NUMBERED_MESSAGE_OPERATION(mi_nerror, "error")
 TAVO_NUMBERED_MESSAGE_OPERATION(mi_nwarning, "warning")
 
+// Out of line, so that mi_query's common answer needs no stack frame.
+[[gnu::noinline]] miBoolean query(int code, miState *state, miTag tag, void *result, void *extra) {
+  return Renderer::get().query(code, state, tag, result, extra);
+}
+
 extern "C" {
 
 void *mi_phen_eval(miState *state, void *parameter) { return Renderer::get().phen_eval(state, parameter); }
 
 miBoolean mi_query(int code, miState *state, miTag tag, void *result, ...) {
-  void *extra = nullptr;
-  if (code == miQ_FUNC_TLS_GETALL) {
-    va_list args;
-    va_start(args, result);
-    extra = va_arg(args, void *);
-    va_end(args);
-  }
-  return Renderer::get().query(code, state, tag, result, extra);
+  // the user slot of the running instance, asked on every call of most
+  // shaders: answered here, without the renderer's general query
+  if (code == miQ_FUNC_USERPTR && tag == miNULLTAG && state && result)
+    if (host::Instance *inst = host::Instance::of(state->shader)) {
+      *static_cast<void ***>(result) = &inst->user_pointer;
+      return miTRUE;
+    }
+  if (code != miQ_FUNC_TLS_GETALL) return query(code, state, tag, result, nullptr);
+  va_list args;
+  va_start(args, result);
+  void *extra = va_arg(args, void *);
+  va_end(args);
+  return query(code, state, tag, result, extra);
 }
 
 void *mi_mem_int_allocate(const char *file, int line, size_t size) {
@@ -153,11 +163,13 @@ miBoolean mi_tri_vectors(miState *state, int which, int ntex, miVector **a, miVe
 
 // ---- shader state and caches
 
-// This host keeps no cache of shader results: every read of a connected
-// parameter runs its source again, so nothing can go stale. A flush only
-// counts, so that tests can see that a shader flushes where it must.
+// A shader moved the state: the results of connected shaders computed for it
+// no longer hold. Counted too, so that tests see where a shader flushes.
 void mi_flush_cache(miState *state) {
-  if (host::Sample *sample = host::Sample::of(state)) ++sample->flushes;
+  if (host::Sample *sample = host::Sample::of(state)) {
+    ++sample->flushes;
+    sample->results.flush(state);
+  }
 }
 
 miBoolean mi_shaderstate_set(miState *state, const char *key, void *value, int size, int lifetime) {

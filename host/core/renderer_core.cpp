@@ -269,7 +269,8 @@ miTag Renderer::create_instance(const std::string &shader, const std::vector<Ass
   inst->function.decl = fn.tag;
   build_block(*inst, assignments);
   const miTag tag = inst->tag();
-  instances_.emplace(tag, std::move(inst));
+  if (instances_.size() <= tag) instances_.resize(tag + 1);
+  instances_[tag] = std::move(inst);
   return tag;
 }
 
@@ -398,11 +399,6 @@ void Renderer::build_block(Instance &inst, const std::vector<Assignment> &assign
             [](const Connection &x, const Connection &y) { return x.offset < y.offset; });
 }
 
-Instance *Renderer::instance(miTag tag) {
-  const auto it = instances_.find(tag);
-  return it == instances_.end() ? nullptr : it->second.get();
-}
-
 miTag Renderer::add_texture(std::unique_ptr<Image> image) {
   const miTag tag = new_tag();
   image_records_[static_cast<const miImg_image *>(image.get())] = image.get();
@@ -500,6 +496,12 @@ void Renderer::ensure_initialized(miTag tag, miState &state) {
   if (inst && !inst->initialized) init_instance(tag, state);
 }
 
+// Out of line: the message's strings would otherwise give every call a large frame.
+[[gnu::cold, gnu::noinline]] void Renderer::too_deep(const Instance &inst, int limit) {
+  message("error", "shader calls nested more than " + std::to_string(limit) + " deep at " + inst.shader->decl.name +
+                       " (tag " + std::to_string(inst.tag()) + "): a shader calls itself");
+}
+
 miBoolean Renderer::call(miTag tag, void *result, miState &state, void *argument) {
   Instance *inst = instance(tag);
   if (!inst) return miFALSE;
@@ -507,9 +509,8 @@ miBoolean Renderer::call(miTag tag, void *result, miState &state, void *argument
   // instead of running off the end of the stack.
   thread_local int depth = 0;
   constexpr int kMaxCallDepth = 200;
-  if (depth >= kMaxCallDepth) {
-    message("error", "shader calls nested more than " + std::to_string(kMaxCallDepth) + " deep at " +
-                         inst->shader->decl.name + " (tag " + std::to_string(tag) + "): a shader calls itself");
+  if (depth >= kMaxCallDepth) [[unlikely]] {
+    too_deep(*inst, kMaxCallDepth);
     return miFALSE;
   }
   struct Nesting {
@@ -527,6 +528,9 @@ miBoolean Renderer::call(miTag tag, void *result, miState &state, void *argument
 miBoolean Renderer::shade_material(miTag material, void *result, miState &state) {
   const miTag shader = shader_of(material);
   if (!shader || !result) return miFALSE;
+  // A material may be called on a state its caller moved (a decal lays its
+  // own texture coordinates): results computed there before do not hold.
+  if (Sample *sample = Sample::of(&state)) sample->results.flush(&state);
   ensure_initialized(shader, state);
   const miTag saved = state.material;
   state.material = material;
@@ -699,11 +703,25 @@ void *Renderer::phen_eval(miState *state, void *parameter) {
   const auto it = std::lower_bound(inst.connections.begin(), inst.connections.end(), offset,
                                    [](const Connection &c, std::size_t o) { return c.offset < o; });
   if (it == inst.connections.end() || it->offset != offset) return parameter;
-  // Each thread keeps one result buffer per connection; the address stays
-  // valid until that connection is evaluated again on the same thread.
+  const std::size_t words = (it->result_size + 7) / 8 + 1;
+  if (Sample *sample = Sample::of(state)) {
+    // once per state: later reads of the same source take what it gave
+    const Instance *source = instance(it->source);
+    ResultCache &cache = sample->results;
+    if (const std::uint64_t *kept = cache.find(state, source))
+      return reinterpret_cast<std::byte *>(const_cast<std::uint64_t *>(kept)) + it->field_offset;
+    std::uint64_t *out = cache.room(words);
+    ensure_initialized(it->source, *state);
+    call(it->source, out, *state);
+    cache.keep(state, source, out);
+    return reinterpret_cast<std::byte *>(out) + it->field_offset;
+  }
+  // A state the renderer did not make has no sample to keep results in: each
+  // thread keeps one buffer per connection, valid until that connection is
+  // evaluated again on the same thread.
   thread_local std::unordered_map<const Connection *, std::vector<std::uint64_t>> buffers;
   std::vector<std::uint64_t> &buffer = buffers[&*it];
-  buffer.assign((it->result_size + 7) / 8 + 1, 0);
+  buffer.assign(words, 0);
   ensure_initialized(it->source, *state);
   call(it->source, buffer.data(), *state);
   return reinterpret_cast<std::byte *>(buffer.data()) + it->field_offset;

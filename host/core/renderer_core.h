@@ -171,7 +171,7 @@ class Renderer {
 
   // --- instances
   miTag create_instance(const std::string &shader, const std::vector<Assignment> &assignments);
-  Instance *instance(miTag tag);
+  Instance *instance(miTag tag) { return tag < instances_.size() ? instances_[tag].get() : nullptr; }
   Instance &running(const miState *state);  // the instance whose function the state runs
 
   // --- the rest of the tag database: textures, materials, names
@@ -244,9 +244,10 @@ class Renderer {
   void build_block(Instance &inst, const std::vector<Assignment> &assignments);
   void *open_library(const std::string &library_path);
   void declare_from(std::vector<ShaderDeclaration> decls, const std::vector<void *> &handles);
+  void too_deep(const Instance &inst, int limit);
 
   std::map<std::string, std::unique_ptr<Function>> functions_;
-  std::unordered_map<miTag, std::unique_ptr<Instance>> instances_;
+  std::vector<std::unique_ptr<Instance>> instances_;  // by tag; null for tags of other things
   std::unordered_map<std::string, void *> libraries_;  // dlopen handles by path
   std::vector<void *> linked_;                         // what `link` loaded since the last reset, in order
   std::vector<std::string> declared_files_;            // what `declare` read since the last reset

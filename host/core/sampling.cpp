@@ -6,9 +6,8 @@ namespace tavo::host {
 
 namespace {
 
-std::uint32_t reverse_bits(std::uint32_t x) {
-  x = (x << 16) | (x >> 16);
-  x = ((x & 0x00ff00ffu) << 8) | ((x & 0xff00ff00u) >> 8);
+inline std::uint32_t reverse_bits(std::uint32_t x) {
+  x = __builtin_bswap32(x);
   x = ((x & 0x0f0f0f0fu) << 4) | ((x & 0xf0f0f0f0u) >> 4);
   x = ((x & 0x33333333u) << 2) | ((x & 0xccccccccu) >> 2);
   return ((x & 0x55555555u) << 1) | ((x & 0xaaaaaaaau) >> 1);
@@ -29,29 +28,31 @@ std::uint32_t owen_scramble(std::uint32_t x, std::uint32_t seed) {
 
 // The first two Sobol dimensions: the van der Corput sequence and its partner.
 std::uint32_t sobol_0(std::uint32_t index) { return reverse_bits(index); }
+
+// The second dimension XORs one direction number per set bit of the index;
+// tables of those XORs for each byte of the index give it in four lookups.
+struct SobolTables {
+  std::uint32_t byte[4][256];
+  constexpr SobolTables() : byte{} {
+    std::uint32_t direction[32] = {};
+    std::uint32_t v = 1u << 31;
+    for (int bit = 0; bit < 32; ++bit, v ^= v >> 1) direction[bit] = v;
+    for (int b = 0; b < 4; ++b)
+      for (int value = 0; value < 256; ++value)
+        for (int bit = 0; bit < 8; ++bit)
+          if (value & (1 << bit)) byte[b][value] ^= direction[8 * b + bit];
+  }
+};
+constexpr SobolTables kSobol;
+
 std::uint32_t sobol_1(std::uint32_t index) {
-  std::uint32_t result = 0;
-  for (std::uint32_t v = 1u << 31; index; index >>= 1, v ^= v >> 1)
-    if (index & 1) result ^= v;
-  return result;
+  return kSobol.byte[0][index & 0xff] ^ kSobol.byte[1][(index >> 8) & 0xff] ^ kSobol.byte[2][(index >> 16) & 0xff] ^
+         kSobol.byte[3][index >> 24];
 }
 
 float unit(std::uint32_t bits) { return static_cast<float>(bits >> 8) * (1.0f / 16777216.0f); }
 
 }  // namespace
-
-std::uint32_t hash32(std::initializer_list<std::uint32_t> values) {
-  std::uint32_t h = 0x9e3779b9u;
-  for (const std::uint32_t v : values) {
-    h ^= v + 0x7f4a7c15u + (h << 6) + (h >> 2);
-    h ^= h >> 16;
-    h *= 0x7feb352du;
-    h ^= h >> 15;
-    h *= 0x846ca68bu;
-    h ^= h >> 16;
-  }
-  return h;
-}
 
 void sample_2d(SamplerKind kind, int x, int y, int index, std::uint32_t dimension, float out[2]) {
   const auto px = static_cast<std::uint32_t>(x), py = static_cast<std::uint32_t>(y);

@@ -18,7 +18,18 @@ enum class SamplerKind {
 };
 
 // A 32-bit hash of the integers given.
-std::uint32_t hash32(std::initializer_list<std::uint32_t> values);
+inline std::uint32_t hash32(std::initializer_list<std::uint32_t> values) {
+  std::uint32_t h = 0x9e3779b9u;
+  for (const std::uint32_t v : values) {
+    h ^= v + 0x7f4a7c15u + (h << 6) + (h >> 2);
+    h ^= h >> 16;
+    h *= 0x7feb352du;
+    h ^= h >> 15;
+    h *= 0x846ca68bu;
+    h ^= h >> 16;
+  }
+  return h;
+}
 
 // The 2D point of sample `index` in dimension `dimension` of pixel (x, y), in [0, 1)^2.
 void sample_2d(SamplerKind kind, int x, int y, int index, std::uint32_t dimension, float out[2]);

@@ -43,13 +43,6 @@ void add_parallelogram(Object &o, const miVector &origin, const miVector &u, con
 
 }  // namespace
 
-float length(const miVector &a) { return std::sqrt(dot(a, a)); }
-
-miVector normalize(const miVector &a) {
-  const float l = length(a);
-  return l > 0.0f ? a * (1.0f / l) : a;
-}
-
 miVector Object::sphere_uv(const miVector &point) const {
   const miVector d = normalize(point - centre);
   double u = 0.5 + std::atan2(static_cast<double>(d.x), static_cast<double>(d.z)) / (2 * kPi);

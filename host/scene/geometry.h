@@ -6,6 +6,8 @@
 // in (u, v), so that they interpolate the texture vectors exactly.
 #pragma once
 
+#include <cmath>
+
 #include <string>
 #include <string_view>
 #include <vector>
@@ -73,7 +75,10 @@ inline float dot(const miVector &a, const miVector &b) { return a.x * b.x + a.y 
 inline miVector cross(const miVector &a, const miVector &b) {
   return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
 }
-float length(const miVector &a);
-miVector normalize(const miVector &a);  // the zero vector stays zero
+inline float length(const miVector &a) { return std::sqrt(dot(a, a)); }
+inline miVector normalize(const miVector &a) {  // the zero vector stays zero
+  const float l = length(a);
+  return l > 0.0f ? a * (1.0f / l) : a;
+}
 
 }  // namespace tavo::host
