@@ -58,6 +58,7 @@ miState *begin_child(miState *parent, int type, miVector origin, miVector direct
   depth = depth_of(parent) + 1;
   if (!sample || depth >= kMaxRayDepth) return nullptr;
   miState &child = sample->child(depth);
+  sample->results.flush(&child);  // a new ray: what was computed for the last one no longer holds
   miVector *tex = child.tex_list;
   child = *parent;
   child.type = type;
@@ -215,10 +216,14 @@ void Sample::end_state(int depth) {
 }
 
 void Sample::end_sample() {
+  results.clear();
   std::erase_if(values_, [](const auto &entry) { return entry.second.lifetime != miSHADERSTATE_LIFETIME_TILE; });
 }
 
-void Sample::end_tile() { values_.clear(); }
+void Sample::end_tile() {
+  values_.clear();
+  results.clear();
+}
 
 miState &Sample::child(int depth) {
   while (static_cast<int>(children_.size()) <= depth) children_.push_back(std::make_unique<Child>());

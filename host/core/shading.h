@@ -15,6 +15,7 @@
 #include "frame/renderer.h"
 #include "geometry.h"
 #include "host_operations.h"
+#include "result_cache.h"
 #include "sampling.h"
 
 namespace tavo::host {
@@ -64,6 +65,8 @@ class Sample {
 
   // How often a shader flushed the caches during this sample (mi_flush_cache).
   int flushes = 0;
+  // Results of connected shaders per state, for mi_phen_eval.
+  ResultCache results;
 
   // The rays this sample traced, by kind, for the renderer's statistics.
   struct RayCounts {

@@ -135,10 +135,14 @@ void gather(void *data, const miVector *direction, float cosine, const miColor *
 
 TAVO_EXPORT int tavo_host_layered_version(void) { return 1; }
 TAVO_EXPORT miBoolean tavo_host_layered(miColor *result, miState *state, LayeredParameters *paras) {
-  const float r0 = tavo::eval(state, &paras->reflectance_0);
-  const float reflectivity = std::clamp(tavo::eval(state, &paras->reflectivity), 0.0f, 1.0f);
-  const float transparency = std::clamp(tavo::eval(state, &paras->transparency), 0.0f, 1.0f);
+  const auto layer_weights = [&](float &r0, float &reflectivity, float &transparency) {
+    r0 = tavo::eval(state, &paras->reflectance_0);
+    reflectivity = std::clamp(tavo::eval(state, &paras->reflectivity), 0.0f, 1.0f);
+    transparency = std::clamp(tavo::eval(state, &paras->transparency), 0.0f, 1.0f);
+  };
+  float r0, reflectivity, transparency;
   if (state->type == miRAY_SHADOW) {
+    layer_weights(r0, reflectivity, transparency);
     // a shadow ray passes what the transmitted layer passes, less what the coat reflects facing it
     *result = miColor{0, 0, 0, 1};
     if (transparency <= 0.0f) return miTRUE;
@@ -154,6 +158,11 @@ TAVO_EXPORT miBoolean tavo_host_layered(miColor *result, miState *state, Layered
   miVector n = unit(add(state->normal, scale(bump, bump_scale)));
   if (!(dot(n, n) > 0.5f) || dot(n, state->dir) > 0.0f) n = saved_normal;  // a bump never turns it away
   state->normal = n;
+  // the bumped normal holds for everything read from here on: what connected
+  // shaders computed at the old one does not
+  const bool bumped = n.x != saved_normal.x || n.y != saved_normal.y || n.z != saved_normal.z;
+  if (bumped) mi_flush_cache(state);
+  layer_weights(r0, reflectivity, transparency);
 
   const float cos_view = std::clamp(-dot(state->dir, n), 0.0f, 1.0f);
   const float r90 = tavo::eval(state, &paras->reflectance_90);
@@ -239,6 +248,7 @@ TAVO_EXPORT miBoolean tavo_host_layered(miColor *result, miState *state, Layered
     }
   }
   state->normal = saved_normal;
+  if (bumped) mi_flush_cache(state);
   *result = out;
   return miTRUE;
 }

@@ -26,6 +26,7 @@ bool aim_at_pixel(ShadingState &shading, const Scene &scene, int x, int y) {
 
 void set_eye_ray(ShadingState &shading, int x, int y, const miVector &origin, const miVector &direction) {
   miState &state = shading.state;
+  shading.sample.results.flush(&state);
   state.org = origin;
   state.dir = direction;
   state.raster_x = x;
