@@ -1,6 +1,8 @@
 // Rendering throughput: the gallery at 480x320 with 4 samples per pixel on
-// one thread and on two (samples and rays per second), and beside the
-// two-thread speed-up of the render, the machine's own on a trivial loop.
+// one thread and on two (samples and rays per second); the same rays replayed
+// through bare Embree, one at a time and in packets, against the render; and
+// beside the two-thread speed-up of the render, the machine's own on a
+// trivial loop.
 #include <oneapi/tbb/global_control.h>
 #include <oneapi/tbb/parallel_for.h>
 
@@ -9,6 +11,7 @@
 #include <cmath>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "bench.h"
 #include "render.h"
@@ -20,10 +23,36 @@ namespace {
 
 double seconds[3];  // by thread count
 
-void render(benchmark::State &state, int threads) {
-  const host::LoadedScene &scene = gallery();
+host::RenderSettings gallery_settings(int threads) {
   host::RenderSettings settings;
   settings.width = 480, settings.height = 320, settings.samples = 4, settings.threads = threads;
+  settings.progress = host::ProgressStyle::Off;
+  return settings;
+}
+
+// Every ray the one-thread render asks of the scene, in order.
+const std::vector<host::TracedRay> &recorded_rays() {
+  static const std::vector<host::TracedRay> rays = [] {
+    std::vector<host::TracedRay> log;
+    log.reserve(4u << 20);
+    host::Scene &scene = *gallery().scene;
+    scene.log_rays(&log);
+    host::render(scene, gallery().instances, gallery_settings(1));
+    scene.log_rays(nullptr);
+    return log;
+  }();
+  return rays;
+}
+
+void replay(benchmark::State &state, int width) {
+  const std::vector<host::TracedRay> &rays = recorded_rays();
+  for (auto _ : state) benchmark::DoNotOptimize(gallery().scene->replay(rays, width));
+  state.counters["rays"] = static_cast<double>(rays.size());
+}
+
+void render(benchmark::State &state, int threads) {
+  const host::LoadedScene &scene = gallery();
+  const host::RenderSettings settings = gallery_settings(threads);
   for (auto _ : state) {
     const host::RenderedImage image = host::render(*scene.scene, scene.instances, settings);
     const double wall = image.stats.wall_seconds;
@@ -61,6 +90,13 @@ const bool registered = [] {
                                           [threads](benchmark::State &s) { trivial_loop(s, threads); }))
         ->Repetitions(3)->Iterations(1)->UseRealTime();
   }
+  for (int width : {1, 8, 16})
+    repeated(benchmark::RegisterBenchmark(("embree/replay_" + std::to_string(width)).c_str(),
+                                          [width](benchmark::State &s) { replay(s, width); }))
+        ->Repetitions(3)->Iterations(1)->UseRealTime();
+  ratio("render/gallery_threads_1", "embree/replay_1", 1.5, "the render against bare Embree asked the same rays", true);
+  ratio("embree/replay_8", "embree/replay_1", 0, "bare Embree: the rays in packets of 8 against one by one", true);
+  ratio("embree/replay_16", "embree/replay_1", 0, "bare Embree: the rays in packets of 16 against one by one", true);
   ratio("render/gallery_threads_2", "render/gallery_threads_1", 1 / 1.8, "two threads against one: the render", true);
   ratio("machine/loop_threads_2", "machine/loop_threads_1", 0, "two threads against one: a trivial loop", true);
   return true;

@@ -20,6 +20,22 @@ int find_interval(const float *cdf, int count, float u) {
   return std::clamp(static_cast<int>(at - cdf) - 1, 0, count - 1);
 }
 
+// A guide to a cdf of `count` intervals: guide[b] is the interval that holds
+// b / count, so that a search for u needs only the few intervals between the
+// guides of u's neighbouring buckets.
+void build_guide(const float *cdf, int count, int *guide) {
+  for (int b = 0; b <= count; ++b) guide[b] = find_interval(cdf, count, static_cast<float>(b) / count);
+}
+
+// find_interval's answer, searched between the guides: a bucket either side
+// of u's own absorbs the rounding of u * count.
+int find_interval(const float *cdf, int count, const int *guide, float u) {
+  const int b = std::clamp(static_cast<int>(u * count), 0, count - 1);
+  const int lo = guide[std::max(b - 1, 0)], hi = guide[std::min(b + 2, count)];
+  const float *at = std::upper_bound(cdf + lo, cdf + hi + 2, u);
+  return std::clamp(static_cast<int>(at - cdf) - 1, 0, count - 1);
+}
+
 }  // namespace
 
 Environment::Environment(int width, int height, std::vector<miColor> texels, float rotation_degrees, float intensity)
@@ -52,6 +68,12 @@ Environment::Environment(int width, int height, std::vector<miColor> texels, flo
   for (int j = 0; j < height; ++j) rows_[j + 1] = static_cast<float>(rows_[j] + row_weight[j] / total);
   rows_[height] = 1.0f;
   for (float &p : texel_probability_) p = static_cast<float>(p / total);
+  row_guide_.resize(height + 1);
+  build_guide(rows_.data(), height, row_guide_.data());
+  column_guides_.resize(static_cast<std::size_t>(height) * (width + 1));
+  for (int j = 0; j < height; ++j)
+    build_guide(&columns_[static_cast<std::size_t>(j) * (width + 1)], width,
+                &column_guides_[static_cast<std::size_t>(j) * (width + 1)]);
 }
 
 void Environment::to_image(const miVector &d, float &x, float &y) const {
@@ -97,11 +119,11 @@ float Environment::density(const miVector &d) const {
 }
 
 miVector Environment::sample(float u, float v, float &pdf, miColor &seen) const {
-  const int j = find_interval(rows_.data(), height_, u);
+  const int j = find_interval(rows_.data(), height_, row_guide_.data(), u);
   const float row_span = rows_[j + 1] - rows_[j];
   const float fy = row_span > 0 ? (u - rows_[j]) / row_span : 0.5f;
   const float *cdf = &columns_[static_cast<std::size_t>(j) * (width_ + 1)];
-  const int i = find_interval(cdf, width_, v);
+  const int i = find_interval(cdf, width_, &column_guides_[static_cast<std::size_t>(j) * (width_ + 1)], v);
   const float span = cdf[i + 1] - cdf[i];
   const float fx = span > 0 ? (v - cdf[i]) / span : 0.5f;
   const miVector d = from_image(i + std::clamp(fx, 0.0f, 0.999f), j + std::clamp(fy, 0.0f, 0.999f));

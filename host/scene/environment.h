@@ -42,6 +42,7 @@ class Environment {
   std::vector<float> rows_;     // cumulative weight of the rows, normalised, height + 1 entries
   std::vector<float> columns_;  // per row, cumulative weight of its texels, normalised, width + 1 entries
   std::vector<float> texel_probability_;
+  std::vector<int> row_guide_, column_guides_;  // where to start searching rows_ and columns_
 };
 
 }  // namespace tavo::host

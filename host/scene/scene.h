@@ -84,6 +84,14 @@ struct Hit {
   float bary[3] = {0, 0, 0};
 };
 
+// A ray as the engine was asked it, for replaying the same work through
+// bare Embree (the benchmarks).
+struct TracedRay {
+  miVector origin, direction;
+  float t_near, t_far;
+  bool shadow;  // an occlusion query, not a nearest hit
+};
+
 class Scene {
  public:
   Scene();
@@ -112,6 +120,13 @@ class Scene {
   // The nearest hit along origin + t * direction for t in (t_near, t_far).
   bool intersect(const miVector &origin, const miVector &direction, float t_near, float t_far, Hit &hit) const;
   bool occluded(const miVector &origin, const miVector &direction, float t_near, float t_far) const;
+
+  // With a log, every ray asked of the scene is appended to it (from one thread only).
+  void log_rays(std::vector<TracedRay> *log) { ray_log_ = log; }
+  // Asks Embree the logged rays again and nothing else, one at a time
+  // (`width` 1) or in packets of 4, 8 or 16 consecutive rays of a kind;
+  // returns how many hit something.
+  std::size_t replay(const std::vector<TracedRay> &rays, int width) const;
 
   // Writes a hit into a state: distance, point, normals (facing the ray, with
   // `inv_normal` set when they were turned), instance, material, primitive,
@@ -152,6 +167,7 @@ class Scene {
 
   struct Rtc;
   std::unique_ptr<Rtc> rtc_;
+  std::vector<TracedRay> *ray_log_ = nullptr;
   std::vector<std::unique_ptr<Object>> objects_;
   bool committed_ = false;
 };

@@ -72,6 +72,8 @@ void Scene::commit() {
 bool Scene::intersect(const miVector &origin, const miVector &direction, float t_near, float t_far,
                       Hit &hit) const {
   if (!committed_) return false;
+  if (ray_log_) [[unlikely]]
+    ray_log_->push_back({origin, direction, t_near, t_far, false});
   RTCRayHit rh{};
   rh.ray.org_x = origin.x, rh.ray.org_y = origin.y, rh.ray.org_z = origin.z;
   rh.ray.dir_x = direction.x, rh.ray.dir_y = direction.y, rh.ray.dir_z = direction.z;
@@ -100,6 +102,8 @@ bool Scene::intersect(const miVector &origin, const miVector &direction, float t
 
 bool Scene::occluded(const miVector &origin, const miVector &direction, float t_near, float t_far) const {
   if (!committed_) return false;
+  if (ray_log_) [[unlikely]]
+    ray_log_->push_back({origin, direction, t_near, t_far, true});
   RTCRay ray{};
   ray.org_x = origin.x, ray.org_y = origin.y, ray.org_z = origin.z;
   ray.dir_x = direction.x, ray.dir_y = direction.y, ray.dir_z = direction.z;
@@ -110,6 +114,82 @@ bool Scene::occluded(const miVector &origin, const miVector &direction, float t_
   rtcInitIntersectContext(&context);
   rtcOccluded1(rtc_->scene, &context, &ray);
   return ray.tfar < 0.0f;  // Embree marks a blocked ray with tfar = -inf
+}
+
+namespace {
+
+template <int N, typename Ray>
+void load(Ray &r, int k, const TracedRay &t) {
+  r.org_x[k] = t.origin.x, r.org_y[k] = t.origin.y, r.org_z[k] = t.origin.z;
+  r.dir_x[k] = t.direction.x, r.dir_y[k] = t.direction.y, r.dir_z[k] = t.direction.z;
+  r.tnear[k] = t.t_near, r.tfar[k] = t.t_far, r.mask[k] = ~0u, r.flags[k] = 0, r.time[k] = 0.0f, r.id[k] = 0;
+}
+
+// Packets of N consecutive rays of one kind (a shorter packet where the kind changes).
+template <int N, typename RayHitN, typename RayN, typename Intersect, typename Occluded>
+std::size_t replay_packets(RTCScene scene, const std::vector<TracedRay> &rays, Intersect intersect,
+                           Occluded occluded) {
+  std::size_t hits = 0;
+  RTCIntersectContext context;
+  rtcInitIntersectContext(&context);
+  for (std::size_t first = 0; first < rays.size();) {
+    const bool shadow = rays[first].shadow;
+    std::size_t end = first;
+    while (end < rays.size() && end - first < N && rays[end].shadow == shadow) ++end;
+    alignas(64) int valid[N];
+    for (int k = 0; k < N; ++k) valid[k] = first + k < end ? -1 : 0;
+    if (shadow) {
+      alignas(64) RayN packet{};
+      for (std::size_t k = first; k < end; ++k) load<N>(packet, static_cast<int>(k - first), rays[k]);
+      occluded(valid, scene, &context, &packet);
+      for (std::size_t k = first; k < end; ++k) hits += packet.tfar[k - first] < 0.0f;
+    } else {
+      alignas(64) RayHitN packet{};
+      for (std::size_t k = first; k < end; ++k) {
+        load<N>(packet.ray, static_cast<int>(k - first), rays[k]);
+        packet.hit.geomID[k - first] = RTC_INVALID_GEOMETRY_ID;
+      }
+      intersect(valid, scene, &context, &packet);
+      for (std::size_t k = first; k < end; ++k) hits += packet.hit.geomID[k - first] != RTC_INVALID_GEOMETRY_ID;
+    }
+    first = end;
+  }
+  return hits;
+}
+
+}  // namespace
+
+std::size_t Scene::replay(const std::vector<TracedRay> &rays, int width) const {
+  if (!committed_) return 0;
+  RTCScene scene = rtc_->scene;
+  switch (width) {
+    case 4: return replay_packets<4, RTCRayHit4, RTCRay4>(scene, rays, rtcIntersect4, rtcOccluded4);
+    case 8: return replay_packets<8, RTCRayHit8, RTCRay8>(scene, rays, rtcIntersect8, rtcOccluded8);
+    case 16: return replay_packets<16, RTCRayHit16, RTCRay16>(scene, rays, rtcIntersect16, rtcOccluded16);
+    default: break;
+  }
+  std::size_t hits = 0;
+  RTCIntersectContext context;
+  rtcInitIntersectContext(&context);
+  for (const TracedRay &t : rays) {
+    if (t.shadow) {
+      RTCRay ray{};
+      ray.org_x = t.origin.x, ray.org_y = t.origin.y, ray.org_z = t.origin.z;
+      ray.dir_x = t.direction.x, ray.dir_y = t.direction.y, ray.dir_z = t.direction.z;
+      ray.tnear = t.t_near, ray.tfar = t.t_far, ray.mask = ~0u;
+      rtcOccluded1(scene, &context, &ray);
+      hits += ray.tfar < 0.0f;
+    } else {
+      RTCRayHit rh{};
+      rh.ray.org_x = t.origin.x, rh.ray.org_y = t.origin.y, rh.ray.org_z = t.origin.z;
+      rh.ray.dir_x = t.direction.x, rh.ray.dir_y = t.direction.y, rh.ray.dir_z = t.direction.z;
+      rh.ray.tnear = t.t_near, rh.ray.tfar = t.t_far, rh.ray.mask = ~0u;
+      rh.hit.geomID = RTC_INVALID_GEOMETRY_ID;
+      rtcIntersect1(scene, &context, &rh);
+      hits += rh.hit.geomID != RTC_INVALID_GEOMETRY_ID;
+    }
+  }
+  return hits;
 }
 
 }  // namespace tavo::host
