@@ -66,10 +66,17 @@ void *look_up(void *handle, const char *name, int &error)
     return fn;
 }
 
+// The linker's marks of this library's own image, from its ELF header to the
+// end of its data; hidden, so they are this library's and no other module's.
+extern "C" char __ehdr_start[] __attribute__((visibility("hidden")));
+extern "C" char _end[] __attribute__((visibility("hidden")));
+
+// A range check, not dladdr: dladdr walks every loaded module, and a render
+// resolves hundreds of entries while a program with hundreds of modules loads.
 bool inside_this_library(void *address)
 {
-    Dl_info found{}, own{};
-    return dladdr(address, &found) && dladdr(tavo_binding_slots, &own) && found.dli_fbase == own.dli_fbase;
+    const auto at = reinterpret_cast<std::uintptr_t>(address);
+    return at >= reinterpret_cast<std::uintptr_t>(__ehdr_start) && at < reinterpret_cast<std::uintptr_t>(_end);
 }
 
 constexpr int self_resolution_error = ENOENT;
