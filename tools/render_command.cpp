@@ -56,6 +56,7 @@ int run_render(const RenderOptions &options, const fs::path &library_dir) {
   renderer.set_scene(loaded.record.value_or(Renderer::default_scene()));
   RenderedImage image = render(*loaded.scene, loaded.instances, settings);
   if (options.tonemap && !is_linear_format(options.output)) tonemap(image);
+  draw_captions(image, *loaded.scene);  // on the finished picture: the tone curve leaves the text alone
   for (const Message &m : renderer.messages())
     if (m.level == "error") std::fprintf(stderr, "tavo: %s: %s\n", m.level.c_str(), m.text.c_str());
   save_image(options.output, image, render_attributes(image, std::string("tavo ") + TAVO_VERSION));

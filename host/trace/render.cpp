@@ -286,7 +286,6 @@ RenderedImage render(Scene &scene, const std::vector<miTag> &instances, const Re
   exit.sample.scene = &scene;
   renderer.exit_all(exit.state);
   renderer.exit_shaders(exit.state);
-  draw_captions(image, scene);
   return image;
 }
 
