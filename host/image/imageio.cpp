@@ -15,6 +15,16 @@
 
 namespace {
 
+// The host reads and writes a handful of images a run: no thread pools of
+// OpenImageIO's or OpenEXR's own, whose threads would outlive every call (a
+// pool thread still starting when a short program exits has crashed
+// LeakSanitizer's stop-the-world).
+const bool g_single_threaded = [] {
+  OIIO::attribute("threads", 1);
+  OIIO::attribute("exr_threads", -1);
+  return true;
+}();
+
 int fail_with(char *error, std::size_t size, std::string text) {
   if (text.empty()) text = "the file is damaged or cut short";
   while (!text.empty() && (text.back() == '\n' || text.back() == '.')) text.pop_back();
