@@ -79,13 +79,4 @@ class TexturedSceneTest : public SceneTest {
   }
 };
 
-// Vectors and colours, compared float by float.
-template <typename T>
-void expect_near(const T &got, const T &want, float tolerance, const char *what) {
-  float g[sizeof(T) / sizeof(float)], w[sizeof g / sizeof(float)];
-  std::memcpy(g, &got, sizeof g);
-  std::memcpy(w, &want, sizeof w);
-  for (std::size_t i = 0; i < std::size(g); ++i) EXPECT_NEAR(g[i], w[i], tolerance) << what << " [" << i << "]";
-}
-
 }  // namespace tavo::test

@@ -92,7 +92,9 @@ TEST_F(ConverterFrame, ParametersChangedAfterInitChangeOnlyTheMap) {
     const std::size_t words = d.result.size() / 4;
     EXPECT_TRUE(std::equal(before.begin(), before.begin() + words, after.begin()));
     for (const host::Field &f : d.result.fields) {
-      if (f.name.rfind("reserved", 0) == 0) EXPECT_EQ(before[f.offset / 4], 0u) << f.name;
+      if (f.name.rfind("reserved", 0) == 0) {
+        EXPECT_EQ(before[f.offset / 4], 0u) << f.name;
+      }
     }
   }
 }
@@ -132,7 +134,9 @@ TEST_F(ConverterFrame, TheMapPassesThroughOnlyWhileItsSwitchIsOnAndTheModeIsOneO
       const miTag tag = renderer().create_instance(d.name, assignments);
       const host::CallResult call = renderer().run(tag, {miRAY_EYE})[0];
       EXPECT_EQ(call.result[map->offset / 4], p.expected);
-      if (mode) EXPECT_EQ(static_cast<miInteger>(call.result[mode->offset / 4]), p.mode);
+      if (mode) {
+        EXPECT_EQ(static_cast<miInteger>(call.result[mode->offset / 4]), p.mode);
+      }
     }
     SCOPED_TRACE(d.name + " switched per call");
     LiveInstance live(d.name, {value("custom_map", {"17"})});

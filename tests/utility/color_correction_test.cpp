@@ -103,8 +103,11 @@ TEST_F(ColorCorrection, EachStepOnItsOwnAndTheStepsInTheirOrder) {
   };
   for (const Case &c : cases) {
     const miColor got = correct(c.in, c.a);
-    if (c.tolerance == 0) EXPECT_EQ(exact(got), exact(c.want)) << c.what;
-    else expect_near(got, c.want, c.tolerance, c.what);
+    if (c.tolerance == 0) {
+      EXPECT_EQ(exact(got), exact(c.want)) << c.what;
+    } else {
+      expect_near(got, c.want, c.tolerance, c.what);
+    }
   }
 }
 
