@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <limits>
 #include <mutex>
+#include <new>
 
 #include "image_module.h"
 #include "pixel.h"
@@ -24,6 +25,16 @@
 namespace tavo::host {
 
 namespace {
+
+#ifndef TAVO_THREAD_SANITIZER
+// oneTBB's workers (the renders' and Embree's builds') are joined when the
+// program ends, before LeakSanitizer stops the world at exit: a worker still
+// starting up then has crashed it.
+struct JoinWorkersAtExit {
+  tbb::task_scheduler_handle scheduler{tbb::attach{}};
+  ~JoinWorkersAtExit() { tbb::finalize(scheduler, std::nothrow); }
+} g_join_workers;
+#endif
 
 constexpr int kTile = 16;
 

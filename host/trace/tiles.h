@@ -9,7 +9,6 @@
 #include <oneapi/tbb/parallel_for.h>
 
 #include <atomic>
-#include <new>
 #include <thread>
 #include <vector>
 
@@ -35,19 +34,11 @@ void for_each_tile(int tiles_x, int tiles_y, int threads, const Tile &tile) {
     });
   for (std::thread &thread : pool) thread.join();
 #else
-  // The workers are joined when the loop is done: a worker still starting
-  // up when a short render's program exits has crashed LeakSanitizer's
-  // stop-the-world at exit. (With another scheduler reference alive, as in a
-  // program rendering on several threads at once, finalize returns at once.)
-  tbb::task_scheduler_handle scheduler{tbb::attach{}};
-  {
-    tbb::global_control limit(tbb::global_control::max_allowed_parallelism, static_cast<std::size_t>(threads));
-    tbb::parallel_for(tbb::blocked_range2d<int>(0, tiles_y, 1, 0, tiles_x, 1), [&](const auto &range) {
-      for (int ty = range.rows().begin(); ty < range.rows().end(); ++ty)
-        for (int tx = range.cols().begin(); tx < range.cols().end(); ++tx) tile(tx, ty);
-    });
-  }
-  tbb::finalize(scheduler, std::nothrow);
+  tbb::global_control limit(tbb::global_control::max_allowed_parallelism, static_cast<std::size_t>(threads));
+  tbb::parallel_for(tbb::blocked_range2d<int>(0, tiles_y, 1, 0, tiles_x, 1), [&](const auto &range) {
+    for (int ty = range.rows().begin(); ty < range.rows().end(); ++ty)
+      for (int tx = range.cols().begin(); tx < range.cols().end(); ++tx) tile(tx, ty);
+  });
 #endif
 }
 
