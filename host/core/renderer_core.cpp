@@ -710,15 +710,17 @@ void *Renderer::phen_eval(miState *state, void *parameter) {
     ResultCache &cache = sample->results;
     if (const std::uint64_t *kept = cache.find(state, source))
       return reinterpret_cast<std::byte *>(const_cast<std::uint64_t *>(kept)) + it->field_offset;
-    std::uint64_t *out = cache.room(words);
-    ensure_initialized(it->source, *state);
-    call(it->source, out, *state);
-    cache.keep(state, source, out);
-    return reinterpret_cast<std::byte *>(out) + it->field_offset;
+    if (!cache.full()) {
+      std::uint64_t *out = cache.room(words);
+      ensure_initialized(it->source, *state);
+      call(it->source, out, *state);
+      cache.keep(state, source, out);
+      return reinterpret_cast<std::byte *>(out) + it->field_offset;
+    }
   }
-  // A state the renderer did not make has no sample to keep results in: each
-  // thread keeps one buffer per connection, valid until that connection is
-  // evaluated again on the same thread.
+  // A state the renderer did not make has no sample to keep results in, and a
+  // sample past its room keeps no more: each thread keeps one buffer per
+  // connection, valid until that connection is evaluated again on the same thread.
   thread_local std::unordered_map<const Connection *, std::vector<std::uint64_t>> buffers;
   std::vector<std::uint64_t> &buffer = buffers[&*it];
   buffer.assign(words, 0);

@@ -15,6 +15,7 @@ std::uint64_t *ResultCache::room(std::size_t words) {
   }
   std::uint64_t *out = chunks_[chunk_].get() + used_;
   used_ += words;
+  held_ += words;
   std::memset(out, 0, words * sizeof *out);
   return out;
 }

@@ -31,6 +31,10 @@ class ResultCache {
   // Zeroed room for `words` words of a result; it stays put until clear(),
   // so a pointer into it outlives later stores and flushes within the sample.
   std::uint64_t *room(std::size_t words);
+  // Whether the sample has used all the room a sample may have: a shader
+  // that moves its state and reads again in an endless loop must not grow
+  // the memory without bound, so past this its reads are not kept.
+  bool full() const { return held_ >= kMaxWords; }
   // Keeps `result` (from room()) as what `source` gave for `state` as it is now.
   void keep(const miState *state, const void *source, const std::uint64_t *result) {
     entries_.push_back({state, source, result, Mark(*state)});
@@ -45,6 +49,7 @@ class ResultCache {
     entries_.clear();
     chunk_ = 0;
     used_ = 0;
+    held_ = 0;
   }
   std::size_t size() const { return entries_.size(); }
 
@@ -68,12 +73,14 @@ class ResultCache {
     Mark mark;
   };
   static constexpr std::size_t kChunkWords = 4096;  // 32 KiB: the results of a deep ray tree
+  static constexpr std::size_t kMaxWords = std::size_t{1} << 20;  // 8 MiB a sample
 
   std::vector<Entry> entries_;
   std::vector<std::unique_ptr<std::uint64_t[]>> chunks_;
   std::vector<std::size_t> chunk_words_;
   std::size_t chunk_ = 0;  // the chunk being filled
   std::size_t used_ = 0;   // words used in it
+  std::size_t held_ = 0;   // words handed out since the sample began
 };
 
 }  // namespace tavo::host
