@@ -35,8 +35,15 @@ class ResultCache {
   // that moves its state and reads again in an endless loop must not grow
   // the memory without bound, so past this its reads are not kept.
   bool full() const { return held_ >= kMaxWords; }
-  // Keeps `result` (from room()) as what `source` gave for `state` as it is now.
+  // Keeps `result` (from room()) as what `source` gave for `state` as it is
+  // now, in place of what it gave before the state moved: one entry for
+  // each state and source, however often the state moves.
   void keep(const miState *state, const void *source, const std::uint64_t *result) {
+    for (Entry &e : entries_)
+      if (e.state == state && e.source == source) {
+        e = {state, source, result, Mark(*state)};
+        return;
+      }
     entries_.push_back({state, source, result, Mark(*state)});
   }
 
