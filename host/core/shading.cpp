@@ -232,18 +232,32 @@ miState &Sample::child(int depth) {
   return c.state;
 }
 
-void random_2d(const miState *state, std::initializer_list<std::uint32_t> key, float out[2]) {
-  const Sample *sample = Sample::of(state);
-  if (!sample || !sample->has_pixel) {
-    out[0] = out[1] = 0.5f;
-    return;
-  }
+std::uint32_t random_dimension(const miState *state, std::initializer_list<std::uint32_t> key) {
   // the depth counts the bounces, not the eye rays a chain of lenses passes on
   std::uint32_t bounces = 0;
   for (const miState *s = state; s && bounces < 4 * kMaxRayDepth; s = s->parent) bounces += s->type != miRAY_EYE;
   std::uint32_t dimension = hash32({bounces});
   for (const std::uint32_t word : key) dimension = hash32({dimension, word});
+  return dimension;
+}
+
+namespace {
+void point_of(const miState *state, std::uint32_t dimension, float out[2]) {
+  const Sample *sample = Sample::of(state);
+  if (!sample || !sample->has_pixel) {
+    out[0] = out[1] = 0.5f;
+    return;
+  }
   sample_2d(sample->sampler, sample->pixel_x, sample->pixel_y, sample->sample_index, dimension, out);
+}
+}  // namespace
+
+void random_2d(const miState *state, std::initializer_list<std::uint32_t> key, float out[2]) {
+  point_of(state, random_dimension(state, key), out);
+}
+
+void random_2d_member(const miState *state, std::uint32_t dimension, std::uint32_t word, float out[2]) {
+  point_of(state, hash32({dimension, word}), out);
 }
 
 miColor shadow_transmittance(miState *state, miVector origin, miVector direction, float distance) {
@@ -296,9 +310,10 @@ miBoolean shade_miss(miColor *result, miState &child, float density) {
   if (scene && scene->environment)
     return call_shader(result, miSHADER_MATERIAL, &child, scene->environment, nullptr);
   if (const Light *light = scene ? scene->environment_light() : nullptr) {
-    miColor c = light->environment->radiance(normalize(child.dir));
+    float light_density = 0.0f;
+    const miColor c = light->environment->radiance(normalize(child.dir), light_density);
     const float n = static_cast<float>(light->samples * light->samples);
-    const float w = density > 0.0f ? mis_weight(density, n * light->environment->density(normalize(child.dir))) : 1.0f;
+    const float w = density > 0.0f ? mis_weight(density, n * light_density) : 1.0f;
     *result = miColor{c.r * w, c.g * w, c.b * w, 1.0f};
     return miTRUE;
   }

@@ -123,6 +123,11 @@ enum : std::uint32_t { kPixelDimension = 1, kLightDimension, kGlossyDimension, k
 // The 2D point of the state's sample in the dimension named by `key` and the
 // state's depth; (0.5, 0.5) for a state taken through no pixel.
 void random_2d(const miState *state, std::initializer_list<std::uint32_t> key, float out[2]);
+// The same in two steps, for a family of dimensions that differ in their last
+// word only (a light's cells): the dimension named by the state's depth and
+// `key` once, then the point of each member `word`.
+std::uint32_t random_dimension(const miState *state, std::initializer_list<std::uint32_t> key);
+void random_2d_member(const miState *state, std::uint32_t dimension, std::uint32_t word, float out[2]);
 
 // What a ray that hit nothing sees: the scene's environment shader, or else
 // its environment light, weighed against the light's own sampling when the

@@ -46,7 +46,7 @@ Environment::Environment(int width, int height, std::vector<miColor> texels, flo
   // each texel weighed by its brightness and the solid angle it covers (its row's sine)
   rows_.assign(height + 1, 0.0f);
   columns_.assign(static_cast<std::size_t>(height) * (width + 1), 0.0f);
-  texel_probability_.assign(texels_.size(), 0.0f);
+  texel_density_.assign(texels_.size(), 0.0f);
   std::vector<double> row_weight(height, 0.0);
   double total = 0;
   for (int j = 0; j < height; ++j) {
@@ -57,7 +57,7 @@ Environment::Environment(int width, int height, std::vector<miColor> texels, flo
       const miColor &c = texels_[static_cast<std::size_t>(j) * width + i];
       // a floor under the weights, so that no direction that gives light is never chosen
       const double w = (std::max(luminance(c), 0.0f) + 1e-3) * sine;
-      texel_probability_[static_cast<std::size_t>(j) * width + i] = static_cast<float>(w);
+      texel_density_[static_cast<std::size_t>(j) * width + i] = static_cast<float>(w);
       sum += w;
       cdf[i + 1] = static_cast<float>(sum);
     }
@@ -67,7 +67,15 @@ Environment::Environment(int width, int height, std::vector<miColor> texels, flo
   }
   for (int j = 0; j < height; ++j) rows_[j + 1] = static_cast<float>(rows_[j] + row_weight[j] / total);
   rows_[height] = 1.0f;
-  for (float &p : texel_probability_) p = static_cast<float>(p / total);
+  for (int j = 0; j < height; ++j) {
+    const float sine = std::sin(kPi * (j + 0.5f) / height_);
+    for (int i = 0; i < width; ++i) {
+      float &p = texel_density_[static_cast<std::size_t>(j) * width + i];
+      p = static_cast<float>(p / total);
+      // a texel covers (2 pi / width) x (pi / height) x sine of solid angle
+      p = p * width_ * height_ / (2 * kPi * kPi * std::max(sine, 1e-4f));
+    }
+  }
   row_guide_.resize(height + 1);
   build_guide(rows_.data(), height, row_guide_.data());
   column_guides_.resize(static_cast<std::size_t>(height) * (width + 1));
@@ -90,32 +98,44 @@ miVector Environment::from_image(float x, float y) const {
   return {s * std::sin(phi), std::cos(theta), -s * std::cos(phi)};
 }
 
-miColor Environment::radiance(const miVector &d) const {
-  float x, y;
-  to_image(d, x, y);
+miColor Environment::radiance_at(float x, float y) const {
   // bilinear between texel centres, wrapping round and clamped at the poles
   const float fx = x - 0.5f, fy = std::clamp(y - 0.5f, 0.0f, height_ - 1.0f);
   const int i0 = static_cast<int>(std::floor(fx)), j0 = static_cast<int>(fy);
   const float a = fx - i0, b = fy - j0;
   const int j1 = std::min(j0 + 1, height_ - 1);
-  const auto at = [&](int i, int j) -> const miColor & {
-    return texels_[static_cast<std::size_t>(j) * width_ + ((i % width_) + width_) % width_];
-  };
-  const miColor &c00 = at(i0, j0), &c10 = at(i0 + 1, j0), &c01 = at(i0, j1), &c11 = at(i0 + 1, j1);
+  // i0 lies in [-1, width): one wrap each way is all it needs
+  const int ia = i0 < 0 ? i0 + width_ : i0, ib = i0 + 1 >= width_ ? i0 + 1 - width_ : i0 + 1;
+  const miColor *row0 = &texels_[static_cast<std::size_t>(j0) * width_], *row1 = &texels_[static_cast<std::size_t>(j1) * width_];
+  const miColor &c00 = row0[ia], &c10 = row0[ib], &c01 = row1[ia], &c11 = row1[ib];
   const auto mix = [&](float p00, float p10, float p01, float p11) {
     return intensity_ * ((p00 * (1 - a) + p10 * a) * (1 - b) + (p01 * (1 - a) + p11 * a) * b);
   };
   return {mix(c00.r, c10.r, c01.r, c11.r), mix(c00.g, c10.g, c01.g, c11.g), mix(c00.b, c10.b, c01.b, c11.b), 1.0f};
 }
 
+float Environment::density_at(float x, float y) const {
+  const int i = std::clamp(static_cast<int>(x), 0, width_ - 1), j = std::clamp(static_cast<int>(y), 0, height_ - 1);
+  return texel_density_[static_cast<std::size_t>(j) * width_ + i];
+}
+
+miColor Environment::radiance(const miVector &d) const {
+  float x, y;
+  to_image(d, x, y);
+  return radiance_at(x, y);
+}
+
+miColor Environment::radiance(const miVector &d, float &density) const {
+  float x, y;
+  to_image(d, x, y);
+  density = density_at(x, y);
+  return radiance_at(x, y);
+}
+
 float Environment::density(const miVector &d) const {
   float x, y;
   to_image(d, x, y);
-  const int i = std::clamp(static_cast<int>(x), 0, width_ - 1), j = std::clamp(static_cast<int>(y), 0, height_ - 1);
-  const float sine = std::sin(kPi * (j + 0.5f) / height_);
-  // a texel covers (2 pi / width) x (pi / height) x sine of solid angle
-  return texel_probability_[static_cast<std::size_t>(j) * width_ + i] * width_ * height_ /
-         (2 * kPi * kPi * std::max(sine, 1e-4f));
+  return density_at(x, y);
 }
 
 miVector Environment::sample(float u, float v, float &pdf, miColor &seen) const {
@@ -127,8 +147,7 @@ miVector Environment::sample(float u, float v, float &pdf, miColor &seen) const 
   const float span = cdf[i + 1] - cdf[i];
   const float fx = span > 0 ? (v - cdf[i]) / span : 0.5f;
   const miVector d = from_image(i + std::clamp(fx, 0.0f, 0.999f), j + std::clamp(fy, 0.0f, 0.999f));
-  pdf = density(d);
-  seen = radiance(d);
+  seen = radiance(d, pdf);
   return d;
 }
 

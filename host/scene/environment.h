@@ -25,6 +25,9 @@ class Environment {
 
   // The radiance arriving from direction `d` (unit).
   miColor radiance(const miVector &d) const;
+  // Both the radiance from `d` and the density `sample` gives it, for one
+  // mapping of the direction to the image.
+  miColor radiance(const miVector &d, float &density) const;
   // A direction chosen by brightness from (u, v) in [0, 1)^2, with its
   // solid-angle density and radiance.
   miVector sample(float u, float v, float &density, miColor &radiance) const;
@@ -34,6 +37,8 @@ class Environment {
  private:
   void to_image(const miVector &d, float &x, float &y) const;  // in texels
   miVector from_image(float x, float y) const;
+  miColor radiance_at(float x, float y) const;
+  float density_at(float x, float y) const;
 
   int width_, height_;
   std::vector<miColor> texels_;
@@ -41,7 +46,7 @@ class Environment {
   float intensity_;
   std::vector<float> rows_;     // cumulative weight of the rows, normalised, height + 1 entries
   std::vector<float> columns_;  // per row, cumulative weight of its texels, normalised, width + 1 entries
-  std::vector<float> texel_probability_;
+  std::vector<float> texel_density_;  // per texel, the solid-angle density of choosing a direction in it
   std::vector<int> row_guide_, column_guides_;  // where to start searching rows_ and columns_
 };
 

@@ -135,10 +135,23 @@ namespace {
 constexpr float kPi = 3.14159265358979f;
 }
 
-bool Scene::next_light_sample(const miState &state, std::size_t k, int n, LightSample &out) const {
+Scene::LightFrame Scene::light_frame(const miState &state, std::size_t k) const {
   const Light &light = lights[k];
-  const miVector n_shading = normalize(state.normal);
-  const miVector lift = state.point + normalize(state.normal_geom) * kRayEpsilon;
+  LightFrame frame{&light, normalize(state.normal), state.point + normalize(state.normal_geom) * kRayEpsilon, {}, 0.0f, 0};
+  if (light.kind == Light::Kind::Area) {
+    const miVector across = cross(light.u, light.v);
+    frame.panel_normal = normalize(across);
+    frame.panel_area = length(across);
+  }
+  // each cell's point chosen by pixel, sample, depth, light and cell
+  if (light.kind == Light::Kind::Area || light.kind == Light::Kind::Environment)
+    frame.dimension = random_dimension(&state, {kLightDimension, static_cast<std::uint32_t>(k)});
+  return frame;
+}
+
+bool Scene::next_light_sample(const miState &state, const LightFrame &frame, int n, LightSample &out) const {
+  const Light &light = *frame.light;
+  const miVector &n_shading = frame.normal, &lift = frame.lift;
   const float pi_intensity = kPi * light.intensity;
   miColor radiance{light.color.r * pi_intensity, light.color.g * pi_intensity, light.color.b * pi_intensity, 1.0f};
   float density = 0.0f;
@@ -151,16 +164,15 @@ bool Scene::next_light_sample(const miState &state, std::size_t k, int n, LightS
     const int cells = light.samples;
     if (n >= cells * cells) return false;
     float r[2];
-    // each cell's point chosen by pixel, sample, depth, light and cell
-    random_2d(&state, {kLightDimension, static_cast<std::uint32_t>(k), static_cast<std::uint32_t>(n)}, r);
+    random_2d_member(&state, frame.dimension, static_cast<std::uint32_t>(n), r);
     if (light.kind == Light::Kind::Area) {
       const int i = n % cells, j = n / cells;
       const miVector to_light =
           light.origin + light.u * ((i + r[0]) / cells) + light.v * ((j + r[1]) / cells) - state.point;
       out.direction = normalize(to_light);
       out.distance = length(to_light);
-      const float facing = std::abs(dot(normalize(cross(light.u, light.v)), out.direction));
-      density = out.distance * out.distance / std::max(length(cross(light.u, light.v)) * facing, 1e-12f);
+      const float facing = std::abs(dot(frame.panel_normal, out.direction));
+      density = out.distance * out.distance / std::max(frame.panel_area * facing, 1e-12f);
       // seen from here the panel shines with pi x intensity x density: colour x intensity x cosine on arrival
       radiance = miColor{radiance.r * density, radiance.g * density, radiance.b * density, 1.0f};
     } else {

@@ -148,9 +148,11 @@ class Scene {
   template <typename Take>
   void sample_lights(const miState &state, Take &&take) const {
     LightSample s;
-    for (std::size_t k = 0; k < lights.size(); ++k)
-      for (int n = 0; next_light_sample(state, k, n, s); ++n)
+    for (std::size_t k = 0; k < lights.size(); ++k) {
+      const LightFrame frame = light_frame(state, k);
+      for (int n = 0; next_light_sample(state, frame, n, s); ++n)
         if (s.cosine > 0.0f) take(s);
+    }
   }
 
   // The first environment light, or null.
@@ -162,8 +164,18 @@ class Scene {
                          float &density) const;
 
  private:
-  // Sample n of light k (its cells in order); false past the light's last.
-  bool next_light_sample(const miState &state, std::size_t k, int n, LightSample &out) const;
+  // What every sample of one light at one shading point shares.
+  struct LightFrame {
+    const Light *light;
+    miVector normal;        // the shading normal, unit
+    miVector lift;          // where shadow rays start: off the surface along its geometric normal
+    miVector panel_normal;  // an area light's, unit
+    float panel_area;       // an area light's
+    std::uint32_t dimension;  // of the light's cells, but for the cell's own index
+  };
+  LightFrame light_frame(const miState &state, std::size_t k) const;
+  // Sample n of the frame's light (its cells in order); false past the light's last.
+  bool next_light_sample(const miState &state, const LightFrame &frame, int n, LightSample &out) const;
 
   struct Rtc;
   std::unique_ptr<Rtc> rtc_;
