@@ -12,11 +12,9 @@ namespace {
 
 class LayeredMaterial : public SceneTest {
  protected:
-  // A square facing the camera straight on, lit head-on by a light of intensity
-  // 1 so that a diffuse surface shows its colour unchanged, seen through
-  // `resolution` pixels across (901: a pixel covers 1/300 of a unit at the card).
-  // Returns shader instance (or material) `name` where the camera sees pixel
-  // (at, at), the centre by default.
+  // Shader instance (or material) `name` where the camera sees pixel (at, at), the centre by default, of a
+  // square lit head-on so that a diffuse surface shows its colour unchanged, `resolution` pixels across
+  // (901: a pixel covers 1/300 of a unit at the card).
   template <typename T>
   T seen(const std::string &scene, const std::string &name, int resolution = 9, int at = -1) {
     SetUp();
@@ -59,8 +57,7 @@ TEST_F(LayeredMaterial, TheRippleTiltsTheNormalWithinTheSurfaceAndFadesWherePixe
     const miVector relief = seen<miVector>(ripples, "r", resolution, resolution / 2 + 1);
     const float k = 6.2831853f / 0.3f;
     const float x = -0.01f * k / 3.0f * std::cos(k * hit.point.x), y = -0.02f * k / 3.0f * std::cos(k * hit.point.y);
-    EXPECT_GE(relief.x / x, keep_min);
-    EXPECT_LE(relief.x / x, keep_max);
+    EXPECT_TRUE(relief.x / x >= keep_min && relief.x / x <= keep_max) << relief.x / x;
     EXPECT_NEAR(relief.y / y, relief.x / x, 1e-4f);  // the same fade on every axis
     EXPECT_EQ(relief.z, 0.0f);  // the card's normal is z: the z amount has nothing to tilt
     expect_near(seen<miVector>(ripples, "off", resolution), {0, 0, 0}, 0, "switched off");

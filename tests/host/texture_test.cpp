@@ -1,6 +1,6 @@
 // Texture lookups as shaders make them: plain bilinear lookups, the disc
 // projection and transform, and the elliptical filtered lookup with each of
-// its settings; images from files and the records mi_db_access hands out.
+// its settings.
 #include <cmath>
 #include <memory>
 
@@ -42,15 +42,14 @@ class Textures : public SceneTest {
 };
 
 TEST_F(Textures, BilinearLookupsReturnTexelsAtTheirCentresAndRepeat) {
-  // r: column, g: row from the top of the file
-  std::vector<float> rows;
+  std::vector<float> rows;  // r: column, g: row from the top of the file
   for (int row = 0; row < 3; ++row)
     for (int i = 0; i < 4; ++i) rows.insert(rows.end(), {float(i), float(row), 0.5f});
   const miTag tex = add(std::make_unique<Image>("ramp", 4, 3, 3, rows));
-  const auto at = [&](float x, float y) {
+  const auto at = [&](float x, float y, miTag t = 0) {
     miColor c{};
     miVector coord{x, y, 0};
-    EXPECT_TRUE(mi_lookup_color_texture(&c, nullptr, tex, &coord));
+    EXPECT_EQ(mi_lookup_color_texture(&c, nullptr, t ? t : tex, &coord), std::isfinite(x) && !t) << x << "," << y;
     return c;
   };
   for (int i = 0; i < 4; ++i)
@@ -59,11 +58,8 @@ TEST_F(Textures, BilinearLookupsReturnTexelsAtTheirCentresAndRepeat) {
   EXPECT_NEAR(at(2.0f / 4, 0.5f / 3).r, 1.5f, 1e-6);  // halfway between columns 1 and 2
   EXPECT_NEAR(at(1.0f, 0.5f / 3).r, 1.5f, 1e-6);      // the right edge blends column 3 with column 0
   expect_near(at(1.5f / 4 + 3, 1.5f / 3 - 2), at(1.5f / 4, 1.5f / 3), 1e-5f, "repeat");
-
-  miColor c{};
-  miVector bad{NAN, 0, 0}, fine{0, 0, 0};
-  EXPECT_FALSE(mi_lookup_color_texture(&c, nullptr, tex, &bad));
-  EXPECT_FALSE(mi_lookup_color_texture(&c, nullptr, tex + 1000, &fine));
+  at(NAN, 0);
+  at(0, 0, tex + 1000);
 }
 
 TEST_F(Textures, EveryMipLevelKeepsTheImagesMean) {
@@ -104,18 +100,8 @@ TEST_F(Textures, FilteredLookupsFollowTheirSettingsAndRefuseWhatTheyCannotUse) {
     EXPECT_GE(got, c.low) << c.i << "," << c.j << " " << c.ax;
     EXPECT_LE(got, c.high) << c.i << "," << c.j << " " << c.ax;
   }
-  // the error from the mean shrinks as the footprint grows
-  const miTag tex = add(grey(16, 16, checker_2));
-  float previous = 0.5f;
-  for (float radius : {1.0f, 2.0f, 4.0f, 8.0f}) {
-    const float error = std::abs(filtered(tex, 2, 0, radius, radius, plain()) - 0.5f);
-    EXPECT_LT(error, 0.5f) << radius;
-    if (radius >= 4) {
-      EXPECT_LE(error, previous + 1e-6f) << radius;
-    }
-    previous = error;
-  }
   // an unknown texture, no settings, a centre that is not finite
+  const miTag tex = add(grey(16, 16, checker_2));
   miTexfilter settings = plain();
   miMatrix st{};
   st[0] = st[5] = 0.1f;
@@ -147,12 +133,8 @@ TEST_F(Textures, ProjectionMapsTheDiscOntoTheSurfaceAndTheTransformIntoTexture) 
 
   miMatrix st;
   ASSERT_TRUE(mi_texture_filter_transform(st, p, t));
-  EXPECT_NEAR(st[0], step / 8, 1e-6);
-  EXPECT_NEAR(st[1], 0, 1e-6);
-  EXPECT_NEAR(st[4], 0, 1e-6);
-  EXPECT_NEAR(st[5], -step / 8, 1e-6);
-  EXPECT_EQ(st[8], t[0].x);
-  EXPECT_EQ(st[9], t[0].y);
+  const float want[] = {step / 8, 0, 0, 0, 0, -step / 8, 0, 0, t[0].x, t[0].y};
+  for (int k : {0, 1, 4, 5, 8, 9}) EXPECT_NEAR(st[k], want[k], 1e-6) << k;
 
   EXPECT_FALSE(mi_texture_filter_project(p, t, &s.state, 2.0f, 1));  // no second texture space
   EXPECT_FALSE(mi_texture_filter_project(p, t, &s.state, NAN, 0));
@@ -160,24 +142,6 @@ TEST_F(Textures, ProjectionMapsTheDiscOntoTheSurfaceAndTheTransformIntoTexture) 
   EXPECT_FALSE(mi_texture_filter_transform(st, line, t));
   miVector flat[3] = {t[0], t[0], t[1]};
   EXPECT_FALSE(mi_texture_filter_transform(st, p, flat));
-}
-
-TEST_F(Textures, ImagesComeFromFilesAndTheirRecordsTellTheirSize) {
-  const std::string path = write_file("two.png", "");
-  host::write_image(path, 3, 2, {1, 0, 0, 1, 0, 1, 0, 1, 0, 0, 1, 1,  // top row
-                                 0, 0, 0, 1, 1, 1, 1, 1, 0.5f, 0.5f, 0.5f, 1});
-  const miTag tex = add(std::make_unique<Image>(host::read_image(path, "two")));
-  const Image *image = renderer().texture(tex);
-  expect_near(image->texel(0, 1), {1, 0, 0, 1}, 0, "top-left");
-  expect_near(image->texel(2, 0), {0.5f, 0.5f, 0.5f, 1}, 1.0f / 255, "bottom-right, 8 bits");
-
-  const auto *record = static_cast<const miImg_image *>(mi_db_access(tex));
-  EXPECT_EQ(mi_img_get_width(record), 3);
-  EXPECT_EQ(mi_img_get_height(record), 2);
-  mi_db_unpin(tex);
-  int stray = 0;
-  EXPECT_EQ(mi_img_get_width(reinterpret_cast<const miImg_image *>(&stray)), 0);
-  EXPECT_EQ(mi_db_access(tex + 99), nullptr);
 }
 
 }  // namespace
