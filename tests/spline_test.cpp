@@ -11,14 +11,13 @@ namespace tavo::test {
 namespace {
 
 float spline(float t, std::vector<float> control) {
-  return mi_spline(t, static_cast<int>(control.size()), control.data());
+  return mi_spline(t, static_cast<int>(control.size()), control.empty() ? nullptr : control.data());
 }
 
 TEST(Spline, PassesThroughItsKnotsAndReproducesLinesAndMonotoneData) {
   for (const auto &control : std::vector<std::vector<float>>{
            {0.0f, 0.82f, 0.92f, 0.96f, 0.98f, 1.0f, 1.0f, 1.0f, 1.0f, 1.0f, 1.0f},
            {3.0f, -1.0f},
-           {0.5f, 0.25f, 2.0f},
            {0.1f, -0.7f, 3.3f, 0.0f, 5.5f, -2.0f, 1e-8f, 7.0f, 0.3f, 0.9f, 0.2f, 0.4f, 0.6f}}) {
     const int n = static_cast<int>(control.size());
     for (int k = 0; k < n; ++k)
@@ -33,26 +32,18 @@ TEST(Spline, PassesThroughItsKnotsAndReproducesLinesAndMonotoneData) {
     previous_square = q;
   }
   EXPECT_NEAR(spline(0.3f, {2.0f, -1.0f}), 2.0f + 0.3f * -3.0f, 1e-6f);
-}
-
-TEST(Spline, CentralDifferencesGiveTheSegmentItsShape) {
-  // 0, 1, 1: the slope 0.5 at the middle knot carries the curve above 1 after it
-  EXPECT_GT(spline(0.75f, {0.0f, 1.0f, 1.0f}), 1.0f);
-  EXPECT_FLOAT_EQ(spline(0.3f, {0.0f, 1.0f, 0.0f}), spline(0.7f, {0.0f, 1.0f, 0.0f}));
-  // Hermite segment between 0 and 1 with end slopes 1 and 0.5 at f = 0.5
+  // central differences shape a segment: between 0 and 1 with end slopes 1 and 0.5, at f = 0.5
   EXPECT_NEAR(spline(0.25f, {0.0f, 1.0f, 1.0f}), 0.5f + 0.125f * 1.0f - 0.125f * 0.5f, 1e-6f);
+  EXPECT_GT(spline(0.75f, {0.0f, 1.0f, 1.0f}), 1.0f);  // the slope at the middle knot overshoots
 }
 
 TEST(Spline, ClampsTheParameterAndHandlesShortLists) {
   const float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
   const std::pair<float, float> cases[] = {{-0.5f, 0.2f}, {-inf, 0.2f}, {nan, 0.2f}, {1.0001f, 0.4f}, {inf, 0.4f}};
-  for (const auto &[t, expected] : cases)
-    EXPECT_EQ(spline(t, {0.2f, 0.9f, 0.4f}), expected) << t;
+  for (const auto &[t, expected] : cases) EXPECT_EQ(spline(t, {0.2f, 0.9f, 0.4f}), expected) << t;
   float one = 0.625f;
-  EXPECT_EQ(mi_spline(0.3f, 1, &one), 0.625f);
-  EXPECT_EQ(mi_spline(-3.0f, 1, &one), 0.625f);
-  EXPECT_EQ(mi_spline(0.3f, 0, &one), 0.0f);
-  EXPECT_EQ(mi_spline(0.3f, -4, &one), 0.0f);
+  EXPECT_TRUE(mi_spline(0.3f, 1, &one) == 0.625f && mi_spline(-3.0f, 1, &one) == 0.625f);
+  EXPECT_TRUE(mi_spline(0.3f, 0, &one) == 0.0f && mi_spline(0.3f, -4, &one) == 0.0f && spline(0.3f, {}) == 0.0f);
   EXPECT_EQ(mi_spline(0.3f, 3, nullptr), 0.0f);
 }
 

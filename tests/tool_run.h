@@ -16,10 +16,16 @@
 namespace tavo::test {
 
 struct ToolRun {
-  int status;
+  int status;  // the exit status, or 128 + the signal that ended it
   std::string out;
   std::string err;
 };
+
+inline std::string slurp(const std::string &path) {
+  std::stringstream text;
+  text << std::ifstream(path, std::ios::binary).rdbuf();
+  return text.str();
+}
 
 // A new file in the test's temporary directory holding `text`.
 inline std::string temp_file(const std::string &text = {}) {
@@ -30,17 +36,17 @@ inline std::string temp_file(const std::string &text = {}) {
   return path;
 }
 
-inline ToolRun tavo(const std::string &args) {
+// A command line for the shell.
+inline ToolRun shell(const std::string &command) {
   const std::string out = temp_file(), err = temp_file();
-  const int status = std::system((std::string(TAVO_TOOL) + " " + args + " >" + out + " 2>" + err).c_str());
-  const auto take = [](const std::string &path) {
-    std::stringstream text;
-    text << std::ifstream(path).rdbuf();
-    std::remove(path.c_str());
-    return text.str();
-  };
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, take(out), take(err)};
+  const int status = std::system(("(" + command + ") >" + out + " 2>" + err).c_str());
+  ToolRun run{WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), slurp(out), slurp(err)};
+  std::remove(out.c_str());
+  std::remove(err.c_str());
+  return run;
 }
+
+inline ToolRun tavo(const std::string &args) { return shell(std::string(TAVO_TOOL) + " " + args); }
 
 // A command the tool refuses: its status and one line on standard error, nothing on standard output.
 struct Refusal {

@@ -1,51 +1,26 @@
 // Hostile input and failing disks, through the tavo command as users meet
 // them: every row of docs/errors.md is a case here, checked for its one line
 // on standard error, its exit status and what it leaves on disk.
-#include <gtest/gtest.h>
-
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <regex>
 #include <set>
-#include <sstream>
-#include <string>
 #include <vector>
 
 #include "files.h"
+#include "tool_run.h"
 
 namespace fs = std::filesystem;
 
+namespace tavo::test {
 namespace {
 
-struct ToolRun {
-  int status;  // the exit status, or 128 + the signal that ended it
-  std::string err;
-};
+// `command` run in `dir`.
+ToolRun run_in(const fs::path &dir, const std::string &command) { return shell("cd '" + dir.string() + "' && " + command); }
 
-std::string slurp(const fs::path &path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
-// Runs `command` (words for the shell) in `dir`; standard output is dropped.
-ToolRun shell(const fs::path &dir, const std::string &command) {
-  const fs::path err = dir.parent_path() / (dir.filename().string() + ".err");
-  const int raw = std::system(("cd '" + dir.string() + "' && " + command + " >/dev/null 2>'" + err.string() + "'").c_str());
-  ToolRun run{WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw), slurp(err)};
-  fs::remove(err);
-  return run;
-}
-
-// A fresh folder of the test's own with the given files in it.
-fs::path folder(const std::string &name, const std::map<std::string, std::string> &files = {}) {
+fs::path folder(const std::string &name, const std::map<std::string, std::string> &files = {}) {  // fresh
   const fs::path dir = fs::path(::testing::TempDir()) / "tavo_bad_input" / name;
   fs::remove_all(dir);
   fs::create_directories(dir);
@@ -176,16 +151,15 @@ TEST(BadInput, EachFailsWithOneLineItsStatusAndLeavesNothing) {
     SCOPED_TRACE(c.row);
     const fs::path dir = folder("case" + std::to_string(++number), c.files);
     const std::set<std::string> before = listing(dir);
-    const ToolRun run = shell(dir, "timeout 20 sh -c \"" + with_tool(c.command) + "\"");
+    const ToolRun run = run_in(dir, "timeout 20 sh -c \"" + with_tool(c.command) + "\"");
     EXPECT_EQ(run.status, c.status) << run.err;
     // One line from each command that runs the tool, or none when all went well.
     const std::regex line("tavo: " + c.message + "\n");
-    std::size_t commands = 0;
-    for (std::size_t at = 0; (at = c.command.find("tavo ", at)) != std::string::npos; ++at) ++commands;
-    std::size_t lines = 0;
-    for (std::sregex_iterator it(run.err.begin(), run.err.end(), line), end; it != end; ++it) ++lines;
-    EXPECT_EQ(lines, c.message.empty() ? 0 : commands) << run.err;
-    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), static_cast<long>(lines)) << run.err;
+    const auto count = [](const std::string &text, const std::regex &re) {
+      return std::distance(std::sregex_iterator(text.begin(), text.end(), re), std::sregex_iterator());
+    };
+    EXPECT_EQ(count(run.err, line), c.message.empty() ? 0 : count(c.command, std::regex("tavo "))) << run.err;
+    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), count(run.err, line)) << run.err;
     std::set<std::string> expected = before;
     expected.insert(c.added.begin(), c.added.end());
     EXPECT_EQ(listing(dir), expected);
@@ -209,24 +183,21 @@ TEST(BadInput, EveryRowOfTheDocumentIsChecked) {
 // full at the first bytes or later, the flush or the close failing. The
 // fault shim makes the hidden file fail the way a disk would.
 TEST(BadInput, AFailingWriteKeepsTheOldImageAndLeavesNoHiddenFile) {
-  struct Fault {
-    const char *settings;
-    const char *reason;
-  };
-  const Fault faults[] = {{"TAVO_FAULT=write TAVO_FAULT_AFTER=0", "No space left on device"},
-                          {"TAVO_FAULT=write TAVO_FAULT_AFTER=100", "No space left on device"},
-                          {"TAVO_FAULT=fsync", "Input/output error"},
-                          {"TAVO_FAULT=close", "Input/output error"}};
+  const std::pair<const char *, const char *> faults[] = {
+      {"TAVO_FAULT=write TAVO_FAULT_AFTER=0", "No space left on device"},
+      {"TAVO_FAULT=write TAVO_FAULT_AFTER=100", "No space left on device"},
+      {"TAVO_FAULT=fsync", "Input/output error"},
+      {"TAVO_FAULT=close", "Input/output error"}};
   for (const char *ext : {"png", "jpg", "exr", "tif"})
-    for (const Fault &f : faults) {
-      SCOPED_TRACE(std::string(ext) + " " + f.settings);
+    for (const auto &[settings, reason] : faults) {
+      SCOPED_TRACE(std::string(ext) + " " + settings);
       const std::string target = std::string("k.") + ext;
       const fs::path dir = folder("fault", {{"scene.mi", kCamera}, {target, "the old image"}});
-      const ToolRun run = shell(dir, std::string("env ASAN_OPTIONS=verify_asan_link_order=0 LD_PRELOAD=") + TAVO_FAULT_SHIM +
-                                     " TAVO_FAULT_PATH=.partial- " + f.settings + " " + kTool + " render scene.mi -o " +
+      const ToolRun run = run_in(dir, std::string("env ASAN_OPTIONS=verify_asan_link_order=0 LD_PRELOAD=") + TAVO_FAULT_SHIM +
+                                     " TAVO_FAULT_PATH=.partial- " + settings + " " + kTool + " render scene.mi -o " +
                                      target + " --resolution 64,48 --quiet");
       EXPECT_EQ(run.status, 1);
-      EXPECT_EQ(run.err, "tavo: cannot write the image \"" + target + "\": " + f.reason + "\n");
+      EXPECT_EQ(run.err, "tavo: cannot write the image \"" + target + "\": " + reason + "\n");
       EXPECT_EQ(slurp(dir / target), "the old image");
       EXPECT_EQ(listing(dir), (std::set<std::string>{"scene.mi", target}));
     }
@@ -236,12 +207,12 @@ TEST(BadInput, AFailingWriteKeepsTheOldImageAndLeavesNoHiddenFile) {
 // tiny one of its own, in a mount namespace of its own.
 TEST(BadInput, AFullFileSystemKeepsTheOldImage) {
   const fs::path dir = folder("full");
-  if (shell(dir, "unshare --mount true").status != 0) GTEST_SKIP() << "no mount namespace here";
+  if (run_in(dir, "unshare --mount true").status != 0) GTEST_SKIP() << "no mount namespace here";
   const std::string d = dir.string();
   for (const char *ext : {"png", "jpg", "exr", "tif"}) {
     SCOPED_TRACE(ext);
     const std::string target = d + "/k." + ext;
-    const ToolRun run = shell(dir, "unshare --mount sh -c 'mount -t tmpfs -o size=64k tmpfs " + d + " && printf old > " +
+    const ToolRun run = run_in(dir, "unshare --mount sh -c 'mount -t tmpfs -o size=64k tmpfs " + d + " && printf old > " +
                                    target + " && (cat /dev/zero > " + d + "/fill 2>/dev/null; true) && " + kTool +
                                    " render --quiet " + kExamples + "/network.mi -o " + target +
                                    " --resolution 64,48; s=$?; cat " + target + " >&2; ls " + d + " >&2; exit $s'");
@@ -260,7 +231,7 @@ TEST(BadInput, ASignalDuringAWriteRemovesTheHiddenFile) {
     std::string temporary;
     const pid_t child = fork();
     if (child == 0) {
-      tavo::host::OutputFile file(target, "image");
+      host::OutputFile file(target, "image");
       file.write("half an image", 13);
       std::ofstream((dir / "temporary").string()) << file.temporary();
       std::raise(signal);
@@ -275,3 +246,4 @@ TEST(BadInput, ASignalDuringAWriteRemovesTheHiddenFile) {
 }
 
 }  // namespace
+}  // namespace tavo::test
