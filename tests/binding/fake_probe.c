@@ -1,7 +1,5 @@
-/* Windows only: the module behind the second fake renderer's forwarded
- * mi_db_dump. GetProcAddress loads it while the library looks the name up, and
- * its DllMain notes the return addresses on the stack at that moment in the
- * fake renderer's record: once per process, on the first lookup. */
+/* Windows only: behind the second fake renderer's forwarded mi_db_dump. Loaded while the library
+ * looks the name up, its DllMain notes the return addresses on the stack in the fake renderer's record. */
 #include <windows.h>
 
 #include "fake_renderer.h"

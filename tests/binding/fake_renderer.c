@@ -1,5 +1,4 @@
-/* Stand-in renderer module: recording bodies for the names the binding tests
- * call through tavoshaders.so. See fake_renderer.h. */
+/* Stand-in renderer module: recording bodies for the names the binding tests call. See fake_renderer.h. */
 #include "fake_renderer.h"
 
 #include <stdarg.h>
@@ -26,8 +25,6 @@
 static FakeRecord record = {.id = FAKE_RENDERER_ID};
 
 FAKE_EXPORT FakeRecord *fake_renderer_record(void) { return &record; }
-
-/* ---- variadic renderer functions ------------------------------------------ */
 
 /* Reads its fifth argument only for the codes that carry one, as the renderer does. */
 FAKE_EXPORT miBoolean mi_query(int code, miState *state, miTag tag, void *result, ...) {
@@ -99,8 +96,6 @@ FAKE_MESSAGE(mi_nfatal, number, int number, )
 FAKE_MESSAGE(mi_nerror, number, int number, )
 FAKE_MESSAGE(mi_nwarning, number, int number, )
 
-/* ---- generic entries -------------------------------------------------------- */
-
 FAKE_EXPORT miScalar mi_spline(miScalar t, int n, miScalar *control) {
   ++record.calls;
   return t * (miScalar)n + control[n - 1];
@@ -113,12 +108,9 @@ FAKE_EXPORT miScalar mi_spline(miScalar t, int n, miScalar *control) {
    memcpy(record.wide_d, (double[]){d0, d1, d2, d3, d4}, sizeof record.wide_d),                \
    memcpy(record.wide_f, (float[]){f0, f1, f2, f3, f4}, sizeof record.wide_f), d4 * 2.0 + f4)
 
-/* Two wide entries, 8 integer and 10 floating-point arguments each, the kinds
- * interleaved: System V fills 6 integer and 8 vector registers whatever the
- * order and puts two of each kind on the stack; the Microsoft convention gives
- * each of the first four positions its integer or vector register, here
- * rcx/xmm0 and r8/xmm2 taken by one entry, the others by the second one, and
- * everything after them goes on the stack. */
+/* 8 integer and 10 floating-point arguments, interleaved: System V fills 6 integer and 8 vector
+ * registers and puts two of each on the stack; Microsoft x64 gives each of the first four positions
+ * its integer or vector register (rcx/xmm0 and r8/xmm2 one entry, the others the second one). */
 FAKE_EXPORT double mi_geomo_blend_surfaces(double d0, long long l0, float f0, int i0, long long l1, double d1, int i1,
                                            float f1, double d2, long long l2, float f2, int i2, long long l3, double d3,
                                            int i3, float f3, double d4, float f4) {
@@ -137,9 +129,8 @@ FAKE_EXPORT FakePair mi_geomo_free_curves(long long a, long long b) { return (Fa
 /* Two doubles come back in xmm0:xmm1 (System V) or through memory. */
 FAKE_EXPORT FakeDoublePair mi_geomo_homogenize_curves(double a, double b) { return (FakeDoublePair){b, a}; }
 
-/* A variadic callee: under System V %al must still be the caller's vector
- * register count. The entry stub notes rax and rsp exactly as they arrive,
- * then runs the body. */
+/* A variadic callee (under System V %al must still count the vector registers): the stub notes rax
+ * and rsp as they arrive, then runs the body. */
 FAKE_INTERNAL long long fake_variadic_rax;
 FAKE_INTERNAL unsigned long long fake_variadic_rsp;
 
@@ -155,8 +146,7 @@ FAKE_INTERNAL __attribute__((used)) double fake_echo_scene_body(int n, ...) {
   return sum;
 }
 
-/* Written as plain assembly, not as a naked C function: at -O0 the compiler
- * still spills a naked function's arguments through the caller's frame. */
+/* Plain assembly: at -O0 a naked C function still spills its arguments through the caller's frame. */
 #if defined(_WIN32)
 #define FAKE_ECHO_SYMBOL                                                                                      \
   ".section .drectve\n\t.ascii \" -export:mi_echo_scene\"\n\t.text\n\t.def mi_echo_scene; .scl 2; .type 32; " \
@@ -185,10 +175,8 @@ FAKE_EXPORT int mi_get_subverbosity(void) { return 70 + FAKE_RENDERER_ID; }
 /* Only the second module has these. */
 FAKE_EXPORT int mi_par_nthreads(void) { return 42; }
 
-/* mi_db_dump runs code of ours inside the library's lookup of its name, which
- * walks the stack from there through the library's first-call path: on ELF an
- * IFUNC resolver, which dlsym calls; on Windows a forwarded export, whose
- * module GetProcAddress loads, running its DllMain (fake_probe.c). */
+/* Code of ours runs inside the library's lookup of mi_db_dump and walks the stack from there: on ELF
+ * an IFUNC resolver that dlsym calls, on Windows a forwarded export whose DllMain runs (fake_probe.c). */
 #if defined(_WIN32)
 __asm__(
     ".section .drectve\n\t"

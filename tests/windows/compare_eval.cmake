@@ -1,6 +1,4 @@
-# Runs every line of CASES through both tools: once as a batch (one process
-# each), and the first line as a plain `tavo eval` command line. Any byte of
-# difference fails, and the differing documents are shown.
+# Every line of CASES through both tools as a batch, and one plain `tavo eval`: any byte of difference fails.
 foreach(var LINUX_TOOL WINDOWS_TOOL CASES WORK)
   if(NOT DEFINED ${var})
     message(FATAL_ERROR "compare_eval.cmake needs -D${var}=...")
