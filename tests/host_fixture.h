@@ -61,16 +61,18 @@ class HostTest : public ::testing::Test {
     return scene;
   }
 
-  // Creates an instance and runs its whole life cycle with one eye-ray call;
-  // returns the result reinterpreted as T.
+  // Runs an instance's whole life cycle with one call per ray; returns the first result as a T.
+  template <typename T>
+  static T result_of(miTag tag, std::vector<int> rays = {miRAY_EYE}) {
+    T out;
+    std::memcpy(&out, renderer().run(tag, rays).at(0).result.data(), sizeof out);
+    return out;
+  }
+  // The same of a new instance.
   template <typename T>
   static T eval(const std::string &shader, const std::vector<Assignment> &assignments,
                 std::vector<int> rays = {miRAY_EYE}) {
-    const miTag tag = renderer().create_instance(shader, assignments);
-    const auto calls = renderer().run(tag, rays);
-    T out;
-    std::memcpy(&out, calls.front().result.data(), sizeof out);
-    return out;
+    return result_of<T>(renderer().create_instance(shader, assignments), std::move(rays));
   }
 };
 

@@ -30,9 +30,7 @@ TEST_F(HostCore, DefaultsLiteralsAndConnectionsFillTheParameterBlockThroughTheGh
   const miTag whole = renderer().create_instance("test_arrays", {link("tail", source, "s"), link("bias", source, "i")});
   const miTag sink = renderer().create_instance("test_source", {link("c", source, "c"), link("s", whole, "tail")});
   EXPECT_NE(renderer().instance(sink)->function.ghost_offs, 0);
-  const auto calls = renderer().run(sink, {miRAY_EYE});
-  SourceResult out;
-  std::memcpy(&out, calls[0].result.data(), sizeof out);
+  const auto out = result_of<SourceResult>(sink);
   EXPECT_EQ(out.s, 0.5f);    // source.s -> whole.tail -> sink.s
   EXPECT_EQ(out.c.b, 0.3f);  // the source's default colour
   EXPECT_EQ(out.c.a, 1.0f);  // three components declared: opaque

@@ -22,7 +22,10 @@ struct RecordLayout {
   std::vector<FieldLayout> fields;  // every field, by the name the declarations use
 };
 
-std::vector<RecordLayout> &layout_registry();
+inline std::vector<RecordLayout> &layout_registry() {
+  static std::vector<RecordLayout> registry;
+  return registry;
+}
 
 struct RegisterLayout {
   explicit RegisterLayout(RecordLayout layout) { layout_registry().push_back(std::move(layout)); }

@@ -2,10 +2,9 @@
 // exactly where the declarations file says they are.
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include <map>
 #include <set>
+#include <string>
 
 #include "declarations.h"
 #include "platform.h"
@@ -24,11 +23,10 @@ void expect_same(const RecordLayout &record, const Type &declared) {
     EXPECT_TRUE(record.fields.empty());
     return;
   }
-  ASSERT_EQ(record.fields.size(), declared.fields.size());
-  for (std::size_t i = 0; i < declared.fields.size(); ++i) {
-    EXPECT_EQ(record.fields[i].name, declared.fields[i].name);
-    EXPECT_EQ(record.fields[i].offset, declared.fields[i].offset) << declared.fields[i].name;
-  }
+  std::string mine, theirs;
+  for (const FieldLayout &f : record.fields) mine += f.name + "@" + std::to_string(f.offset) + " ";
+  for (const host::Field &f : declared.fields) theirs += f.name + "@" + std::to_string(f.offset) + " ";
+  EXPECT_EQ(mine, theirs);
 }
 
 TEST(Layout, EveryExportedShaderMatchesItsDeclaration) {

@@ -48,14 +48,6 @@ class Phenomena : public SceneTest {
 
   std::string wrong(const std::string &body) { return error_of([&] { scene(body); }); }
 
-  template <typename Result>
-  static Result result_of(const std::string &name) {
-    const auto calls = renderer().run(tag(name), {miRAY_EYE});
-    Result r;
-    std::memcpy(&r, calls.at(0).result.data(), sizeof r);
-    return r;
-  }
-
   std::string networks_;
 };
 
@@ -81,20 +73,20 @@ TEST_F(Phenomena, InterfaceParametersValuesConnectionsAndArraysReachTheShadersIn
       {"nested", 0.125f, {0, 0, 0, 0}, 9},
   };
   for (const auto &want : sources) {
-    const auto got = result_of<SourceResult>(want.name);
+    const auto got = result_of<SourceResult>(tag(want.name));
     EXPECT_TRUE(got.s == want.s && got.i == want.i) << want.name << ": " << got.s << " " << got.i;
     expect_near(got.c, want.c, 0, want.name);
   }
   // arrays and structs arrive element by element; the bias comes from the phenomenon's own source shader,
   // the tail from a field of a struct result
-  const auto sum = result_of<ArrayResult>("sum");
+  const auto sum = result_of<ArrayResult>(tag("sum"));
   EXPECT_TRUE(sum.sum == 15.0f && sum.count == 4 + 100 && sum.ids == 35 && sum.tail == 2.0f);
   expect_near(sum.tint, {1.5f, 1, 0.75f, 1.5f}, 1e-6f, "default tint plus the connected one");
   EXPECT_EQ(renderer().held_bytes(), 0u);
 
   // The instance is its root, the other shaders are named inside it; a root within a root goes by the instance's name.
   EXPECT_TRUE(tag("sum:reader") == 0u && tag("nested:first") == 0u);
-  EXPECT_EQ(result_of<SourceResult>("sum:src").i, 100);
+  EXPECT_EQ(result_of<SourceResult>(tag("sum:src")).i, 100);
   EXPECT_EQ(renderer().instance(tag("sum"))->shader->decl.name, "test_arrays");
   const host::Material *m = renderer().material(tag("m"));
   ASSERT_NE(m, nullptr);
