@@ -2,8 +2,6 @@
 // connections, array storage, the init protocol, the exit variants and the
 // allocator's bookkeeping. Driven through a small shader library of the
 // tests' own, built on the library's frame.
-#include <gtest/gtest.h>
-
 #include <cstring>
 #include <tuple>
 
@@ -30,22 +28,18 @@ TEST_F(HostCore, DefaultsLiteralsAndConnectionsFillTheParameterBlockThroughTheGh
   const miTag whole = renderer().create_instance("test_arrays", {link("tail", source, "s"), link("bias", source, "i")});
   const miTag sink = renderer().create_instance("test_source", {link("c", source, "c"), link("s", whole, "tail")});
   EXPECT_NE(renderer().instance(sink)->function.ghost_offs, 0);
+  // s: source.s -> whole.tail -> sink.s; c: the source's default colour, declared with three components (opaque);
+  // i: not connected, its own default
   const auto out = result_of<SourceResult>(sink);
-  EXPECT_EQ(out.s, 0.5f);    // source.s -> whole.tail -> sink.s
-  EXPECT_EQ(out.c.b, 0.3f);  // the source's default colour
-  EXPECT_EQ(out.c.a, 1.0f);  // three components declared: opaque
-  EXPECT_EQ(out.i, 7);       // not connected: its own default
+  EXPECT_TRUE(out.s == 0.5f && out.c.b == 0.3f && out.c.a == 1.0f && out.i == 7);
 }
 
 TEST_F(HostCore, ArrayElementsLieAtIndexPlusKPastTheBlock) {
   const auto r = eval<ArrayResult>("test_arrays", {value("values[0]", {"1"}), value("values[2]", {"4"}),
                                                    value("values[1]", {"2"}), value("items[0].id", {"3"}),
                                                    value("items[1].tint", {"1", "1", "1", "1"}), value("bias", {"100"})});
-  EXPECT_EQ(r.sum, 7.0f);
-  EXPECT_EQ(r.count, 103);
-  EXPECT_EQ(r.ids, 31);  // item 1 keeps its declared default id
-  EXPECT_EQ(r.tint.r, 1.5f);
-  EXPECT_EQ(r.tail, 9.0f);  // the field after the arrays is not overwritten by their storage
+  // item 1 keeps its declared default id; the field after the arrays is not overwritten by their storage
+  EXPECT_TRUE(r.sum == 7.0f && r.count == 103 && r.ids == 31 && r.tint.r == 1.5f && r.tail == 9.0f);
 
   const miTag tag = renderer().create_instance("test_arrays", {value("items[3].id", {"1"})});
   const host::Instance &inst = *renderer().instance(tag);
