@@ -1,5 +1,4 @@
-// Rays against known geometry: the hit's point, normals, barycentrics,
-// primitive and texture vectors, as probe rays leave them in the child state.
+// Rays against known geometry as probe rays leave them in the child state, and area lights.
 #include <cmath>
 
 #include "scene_fixture.h"
@@ -9,8 +8,6 @@ namespace {
 
 using host::Object;
 using host::Scene;
-
-constexpr double kPi = 3.14159265358979323846;
 
 class Tracing : public SceneTest {
  protected:
@@ -31,90 +28,44 @@ class Tracing : public SceneTest {
   }
 };
 
-TEST_F(Tracing, SphereHitsAreExactFromOutsideAndInsideAndTheGridInterpolatesTheTexture) {
-  const miVector centre{1, 2, 3};
-  scene_of({host::make_sphere(centre, 2.0f, 32, 16)});
-  // the surface point at (u, v) = (0.53, 0.61)
-  const double phi = (0.53 - 0.5) * 2 * kPi, theta = 0.61 * kPi;
-  const miVector d{float(std::sin(theta) * std::sin(phi)), float(-std::cos(theta)), float(std::sin(theta) * std::cos(phi))};
-  host::ShadingState s;
-  const miState &hit = probe(s, centre + d * 7.0f, d * -1.0f);
-
-  EXPECT_NEAR(hit.dist, 5.0f, 1e-5);
-  EXPECT_NEAR(hit.dot_nd, -1.0f, 1e-5);
-  expect_near(hit.point, centre + d * 2.0f, 1e-5f, "point");
-  expect_near(hit.normal, d, 1e-5f, "normal");
-  expect_near(hit.normal_geom, d, 1e-5f, "geometric normal");
-  EXPECT_TRUE(!hit.inv_normal && hit.type == miRAY_PROBE && hit.parent == &s.state);
-  ASSERT_EQ(hit.texture_spaces, 1);
-  expect_near(hit.tex_list[0], {0.53f, 0.61f, 0}, 1e-5f, "texture");
-  // u * 32 = 16.96, v * 16 = 9.76: cell (16, 9), below its diagonal
-  EXPECT_EQ(hit.pri_idx, 2 * (9 * 32 + 16));
-  expect_near(miVector{hit.bary[0], hit.bary[1], hit.bary[2]}, {0.04f, 0.20f, 0.76f}, 1e-4f, "barycentrics");
-
-  miVector *a, *b, *c;
-  ASSERT_TRUE(mi_tri_vectors(s.state.child, miTRI_TEXTURES, 0, &a, &b, &c));
-  // the corners weighed by the barycentrics give the exact texture vector above
-  expect_near(*a * hit.bary[0] + *b * hit.bary[1] + *c * hit.bary[2], hit.tex_list[0], 1e-6f, "bary-weighted corners");
-  EXPECT_FALSE(mi_tri_vectors(s.state.child, miTRI_TEXTURES, 1, &a, &b, &c));  // one texture space only
-
-  // from inside, the sphere's back is turned towards the ray
-  const miState &inside = probe(s, centre, {0, 0, 1});
-  expect_near(inside.point, {1, 2, 5}, 1e-5f, "point");
-  expect_near(inside.normal, {0, 0, -1}, 1e-6f, "normal faces the ray");
-  EXPECT_TRUE(inside.inv_normal);
-}
-
-TEST_F(Tracing, TriangleHitInterpolatesNormalsAndTextureByBarycentrics) {
+// One hit per shape: point, normal and texture; the triangle's corners through mi_tri_vectors.
+TEST_F(Tracing, HitsGiveThePointNormalsAndTextureOfEachShape) {
   const std::string obj = write_file("triangle.obj", "v 0 0 0\nv 4 0 0\nv 0 2 0\nvt 0 0\nvt 1 0\nvt 0 1\n"
                                                      "vn 0 0 1\nvn 0.6 0 0.8\nvn 0 0.6 0.8\nf 1/1/1 2/2/2 3/3/3\n");
-  scene_of({host::read_obj(obj, 1.0f, {0, 0, -1})});
+  const miVector centre{1, 2, 3}, d{std::sqrt(3.0f) / 4, -0.5f, 0.75f};  // the sphere at (u, v) = (7/12, 1/3)
+  const struct {
+    Object object;
+    miVector origin, direction, point, normal, texture;
+  } cases[] = {
+      {host::make_sphere(centre, 2.0f, 32, 16), centre + d * 7.0f, d * -1.0f, centre + d * 2.0f, d, {7 / 12.0f, 1 / 3.0f, 0}},
+      // 0.2 a + 0.3 b + 0.5 c, the normals interpolated by the same weights
+      {host::read_obj(obj, 1.0f, {0, 0, -1}), {1.2f, 1.0f, 5}, {0, 0, -1}, {1.2f, 1.0f, -1},
+       host::normalize({0.18f, 0.30f, 0.84f}), {0.3f, 0.5f, 0}},
+      {host::make_box({-1, -1, -1}, {1, 1, 1}), {0.5f, 0.5f, 5}, {0, 0, -1}, {0.5f, 0.5f, 1}, {0, 0, 1}, {0.75f, 0.75f, 0}},
+  };
+  for (const auto &c : cases) {
+    scene_of({c.object});
+    host::ShadingState s;
+    const miState &hit = probe(s, c.origin, c.direction);
+    expect_near(hit.point, c.point, 1e-5f, "point");
+    expect_near(hit.normal, c.normal, 1e-5f, "normal");
+    expect_near(hit.tex_list[0], c.texture, 1e-5f, "texture");
+    miVector *a, *b, *t;
+    ASSERT_TRUE(mi_tri_vectors(s.state.child, miTRI_TEXTURES, 0, &a, &b, &t));
+    expect_near(*a * hit.bary[0] + *b * hit.bary[1] + *t * hit.bary[2], hit.tex_list[0], 1e-5f, "bary-weighted corners");
+    EXPECT_FALSE(mi_tri_vectors(s.state.child, miTRI_TEXTURES, 1, &a, &b, &t));  // one texture space only
+    miState past = hit;
+    past.pri_idx = 1 << 20;  // no such triangle
+    EXPECT_FALSE(mi_tri_vectors(&past, miTRI_POINTS, 0, &a, &b, &t));
+  }
+  // a miss leaves no primitive; a state of no sample still gets a child to read
   host::ShadingState s;
-  // 0.2 a + 0.3 b + 0.5 c = (1.2, 1.0, -1)
-  const miState &hit = probe(s, {1.2f, 1.0f, 5.0f}, {0, 0, -1});
-  expect_near(hit.point, {1.2f, 1.0f, -1.0f}, 1e-6f, "point");
-  expect_near(miVector{hit.bary[0], hit.bary[1], hit.bary[2]}, {0.2f, 0.3f, 0.5f}, 1e-6f, "barycentrics");
-  EXPECT_EQ(hit.pri_idx, 0);
-  expect_near(hit.normal_geom, {0, 0, 1}, 1e-7f, "geometric normal");
-  expect_near(hit.normal, host::normalize({0.18f, 0.30f, 0.84f}), 1e-6f, "interpolated normal");
-  expect_near(hit.tex_list[0], {0.3f, 0.5f, 0}, 1e-6f, "texture");
-
-  miVector *a, *b, *c;
-  ASSERT_TRUE(mi_tri_vectors(s.state.child, miTRI_POINTS, 0, &a, &b, &c));
-  expect_near(*b, {4, 0, -1}, 0, "second corner, moved");
-  ASSERT_TRUE(mi_tri_vectors(s.state.child, miTRI_NORMALS, 0, &a, &b, &c));
-  expect_near(*c, {0, 0.6f, 0.8f}, 1e-7f, "third normal");
-  ASSERT_TRUE(mi_tri_vectors(s.state.child, miTRI_TEXTURES, 0, &a, &b, &c));
-  expect_near(*b, {1, 0, 0}, 0, "second texture vector");
-  EXPECT_FALSE(mi_tri_vectors(s.state.child, 'x', 0, &a, &b, &c));
-}
-
-TEST_F(Tracing, BoxFacesMissesAndPrimitivesThatAreNotTheScenes) {
-  scene_of({host::make_box({-1, -1, -1}, {1, 1, 1})});
-  host::ShadingState s;
-  expect_near(probe(s, {0, 5, 0.5f}, {0, -1, 0}).normal, {0, 1, 0}, 0, "top");
-  const miState &front = probe(s, {0.5f, 0.5f, 5}, {0, 0, -1});
-  expect_near(front.normal, {0, 0, 1}, 0, "front");
-  expect_near(front.tex_list[0], {0.75f, 0.75f, 0}, 1e-6f, "front texture");
-  miVector *a, *b, *c;
-  miState copy = front;
-  int stray = 0;
-  copy.pri = &stray;
-  EXPECT_FALSE(mi_tri_vectors(&copy, miTRI_POINTS, 0, &a, &b, &c));
-  copy.pri = front.pri;
-  copy.pri_idx = 12;  // a box has 12 triangles: 0 to 11
-  EXPECT_FALSE(mi_tri_vectors(&copy, miTRI_POINTS, 0, &a, &b, &c));
-
   const miState &miss = probe(s, {0, 5, 0}, {0, 1, 0}, false);
-  EXPECT_EQ(miss.pri, nullptr);
-  EXPECT_EQ(miss.texture_spaces, 0);
-  EXPECT_FALSE(mi_tri_vectors(s.state.child, miTRI_TEXTURES, 0, &a, &b, &c));
-  // A state that belongs to no sample still gets a child to read.
+  EXPECT_TRUE(miss.pri == nullptr && miss.texture_spaces == 0);
   miState bare{};
   miVector origin{0, 5, 0}, up{0, 1, 0};
   EXPECT_FALSE(mi_trace_probe(&bare, &up, &origin));
   ASSERT_NE(bare.child, nullptr);
-  expect_near(bare.child->point, origin, 0, "the orphan child stands at the origin");
 }
 
 TEST_F(Tracing, AnAreaLightIsTheMeanOfItsCellsEachWithItsOwnShadow) {
