@@ -1,5 +1,4 @@
-// The export table of tavoshaders against the entry list, and the mapping
-// from each thunk to its own slot and name.
+// The export table of tavoshaders against the entry list, and each thunk's own slot and name.
 #include <set>
 #include <string>
 
@@ -7,9 +6,7 @@
 
 using namespace bindingtest;
 
-// 654 exported entries, miSetModuleHandle, 35 shaders with their versions and
-// 29 init and exit pairs; nothing of the library's internals, none of the 24
-// hidden entries. The twelve variadic entries are all exported.
+// 654 exported entries, miSetModuleHandle, 35 shaders and versions, 29 init and exit pairs; none of the 24 hidden.
 TEST(BindingExports, ExportTableHoldsExactlyTheListedNames) {
   const std::set<std::string> expected = listed_exports();
   EXPECT_EQ(expected.size(), 654u + 1u + 2u * 35u + 2u * 29u);
@@ -23,14 +20,12 @@ TEST(BindingExports, ExportTableHoldsExactlyTheListedNames) {
   EXPECT_EQ(variadic, 12);
 }
 
-// Every thunk must report, and so look up, its own name: a slot index that is
-// off by one would show up here as the neighbour's name.
+// A slot index off by one would show up here as the neighbour's name.
 TEST(BindingThunks, EveryGenericEntryLooksUpItsOwnNameAndReturnsZeroWhenUnresolved) {
   set_module(nullptr);
   int checked = 0;
   for (const ListedEntry &e : listed_entries()) {
     if (e.variadic) continue;
-    // Unexported entries are reached through the full symbol table.
     const auto fn =
         reinterpret_cast<long long (*)()>(e.exported ? library_symbol(e.name) : library_internal_symbol(e.name));
     ASSERT_NE(fn, nullptr) << e.name << " is not in the library at all";

@@ -1,7 +1,4 @@
-// Generic forwarding entries: resolution against the module handle, arguments
-// and results passed through unchanged on the first call and later ones, the
-// failure messages, the stack walk through the first-call path, and
-// concurrent first calls.
+// Generic forwarding entries: resolution, arguments and results, failures, unwinding and concurrent first calls.
 #include <algorithm>
 #include <cstdlib>
 #include <latch>
@@ -24,8 +21,7 @@ std::string version_text(VersionFn fn) {
 
 }  // namespace
 
-// Runs in a freshly started copy of the test program, so that the library is
-// loaded here for the first time and miSetModuleHandle has never been called.
+// In a fresh copy of the test program, where miSetModuleHandle has never been called.
 TEST(BindingResolution, CallBeforeAnyHandleWritesBothMessagesWithHandleZeroThenResolvesOnceGiven) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(
@@ -33,15 +29,13 @@ TEST(BindingResolution, CallBeforeAnyHandleWritesBothMessagesWithHandleZeroThenR
         auto version = entry<VersionFn>("mi_raylib_version");
         CaptureStderr();
         const bool unresolved = version() == nullptr && version() == nullptr;
-        const std::string messages = GetCapturedStderr();
-        const std::string expected = failure_text("mi_raylib_version", nullptr, null_handle_error);
+        std::string out = GetCapturedStderr() + "|";
         set_module(fake_module(1));
         CaptureStderr();
-        const std::string after = version_text(version);
-        const std::string none = GetCapturedStderr();
-        std::fprintf(stderr, "unresolved=%d messages=[%s] after=[%s] none=[%s]", unresolved, messages.c_str(),
-                     after.c_str(), none.c_str());
-        std::_Exit(unresolved && messages == expected + expected && after == "fake renderer 1" && none.empty() ? 0 : 1);
+        out += version_text(version) + "|" + GetCapturedStderr();
+        const std::string lines = failure_text("mi_raylib_version", nullptr, null_handle_error);
+        std::fprintf(stderr, "%s", out.c_str());
+        std::_Exit(unresolved && out == lines + lines + "|fake renderer 1|" ? 0 : 1);
       },
       testing::ExitedWithCode(0), "");
 }
@@ -71,11 +65,8 @@ TEST(BindingResolution, SecondModuleHandleMakesEveryEntryLookUpItsNameAgain) {
   EXPECT_EQ(GetCapturedStderr(), "");
 }
 
-// An entry that cannot resolve writes the two lines on every call and comes
-// back zero in rax and xmm0 (under System V in rax:rdx and xmm0:xmm1 too):
-// without a handle (no search of the modules loaded globally, where the fake
-// renderer has the name), for a name that the module lacks, and for a lookup
-// that finds the library's own entry, which must not call itself forever.
+// Unresolved: two lines on every call, zero in every return register; a null handle searches no global module, and a
+// lookup that finds the library's own entry must not call itself forever.
 TEST(BindingResolution, UnresolvedEntriesReportOnEveryCallAndReturnZeroInEveryReturnRegister) {
   void *global = open_in_global_scope(FAKE_RENDERER_2_PATH);
   void *self = handle_that_finds_the_library();
@@ -103,7 +94,7 @@ TEST(BindingResolution, UnresolvedEntriesReportOnEveryCallAndReturnZeroInEveryRe
       calls += 2;
     }
     std::string expected;
-    for (int call = 0; call < calls; ++call) expected += failure_text(c.name, c.handle, c.error);
+    for (int k = 0; k < calls; ++k) expected += failure_text(c.name, c.handle, c.error);
     EXPECT_EQ(GetCapturedStderr(), expected);
   }
   close_module(global);
@@ -113,9 +104,8 @@ TEST(BindingResolution, UnresolvedEntriesReportOnEveryCallAndReturnZeroInEveryRe
   EXPECT_EQ(GetCapturedStderr(), "");
 }
 
-// The two wide entries fill every argument register of either convention and
-// put more arguments on the stack (see fake_renderer.c); 16-byte records come
-// back whole. The first call resolves, the second goes straight through.
+// The two wide entries fill every argument register of either convention and put more on the stack (see
+// fake_renderer.c); 16-byte records come back whole. The first call resolves, the second goes straight through.
 TEST(BindingArguments, RegisterAndStackArgumentsAndRecordResultsPassThroughOnFirstAndLaterCalls) {
   using BlendFn = double (*)(double, long long, float, int, long long, double, int, float, double, long long, float,
                              int, long long, double, int, float, double, float);
@@ -125,39 +115,32 @@ TEST(BindingArguments, RegisterAndStackArgumentsAndRecordResultsPassThroughOnFir
   const int i[4] = {-2, 0x7fffffff, 6, -8};
   const double d[5] = {1.5, -3.125, 1e300, 7.0 / 3.0, 9.875};
   const float f[5] = {2.25f, 4.5f, -6.75f, 1e-30f, -10.5f};
-  const auto expect_recorded = [&](double result, double expected) {
-    const FakeRecord *r = fake_record(1);
-    EXPECT_EQ(result, expected);
-    EXPECT_EQ(r->calls, 1);
-    EXPECT_TRUE(std::equal(l, l + 4, r->wide_l) && std::equal(i, i + 4, r->wide_i));
-    EXPECT_TRUE(std::equal(d, d + 5, r->wide_d) && std::equal(f, f + 5, r->wide_f));
+  const auto wide = [&](const char *name) {
+    return call(name, l[0], l[1], l[2], l[3], i[0], i[1], i[2], i[3], d[0], d[1], d[2], d[3], d[4], f[0], f[1], f[2],
+                f[3], f[4]);
   };
   auto blend = entry<BlendFn>("mi_geomo_blend_surfaces");
   auto loft = entry<LoftFn>("mi_geomo_u_loft");
   auto pair = entry<FakePair (*)(long long, long long)>("mi_geomo_free_curves");
   auto doubles = entry<FakeDoublePair (*)(double, double)>("mi_geomo_homogenize_curves");
   set_module(fake_module(1));
-  for (const char *call : {"first call", "resolved call"}) {
-    SCOPED_TRACE(call);
-    fake_reset(1);
-    expect_recorded(blend(d[0], l[0], f[0], i[0], l[1], d[1], i[1], f[1], d[2], l[2], f[2], i[2], l[3], d[3], i[3],
-                          f[3], d[4], f[4]),
-                    9.25);
-    fake_reset(1);
-    expect_recorded(loft(l[0], d[0], i[0], f[0], d[1], l[1], f[1], i[1], l[2], d[2], i[2], f[2], d[3], l[3], f[3], i[3],
-                         d[4], f[4]),
-                    -9.25);
+  for (const char *round : {"first call", "resolved call"}) {
+    SCOPED_TRACE(round);
+    EXPECT_EQ(blend(d[0], l[0], f[0], i[0], l[1], d[1], i[1], f[1], d[2], l[2], f[2], i[2], l[3], d[3], i[3], f[3], d[4],
+                    f[4]),
+              9.25);
+    EXPECT_EQ(recorded(), wide("mi_geomo_blend_surfaces"));
+    EXPECT_EQ(loft(l[0], d[0], i[0], f[0], d[1], l[1], f[1], i[1], l[2], d[2], i[2], f[2], d[3], l[3], f[3], i[3], d[4],
+                   f[4]),
+              -9.25);
+    EXPECT_EQ(recorded(), wide("mi_geomo_u_loft"));
     const FakePair p = pair(11, -0x7000000000000022LL);
-    EXPECT_TRUE(p.first == -0x7000000000000022LL && p.second == 11);
     const FakeDoublePair two = doubles(1.25, -2.5);
-    EXPECT_TRUE(two.first == -2.5 && two.second == 1.25);
+    EXPECT_TRUE(p.first == -0x7000000000000022LL && p.second == 11 && two.first == -2.5 && two.second == 1.25);
   }
 }
 
-// A variadic renderer function reads doubles that the caller passed in both
-// integer and vector registers (Microsoft x64) or counted in %al (System V);
-// the first-call path calls the resolver in between and must give them back,
-// and enter the callee with the stack aligned.
+// Doubles of a variadic call, in both register files (Microsoft x64) or counted in %al (System V), and an aligned stack.
 TEST(BindingArguments, VariadicCallKeepsItsArgumentsAndStackAlignment) {
   auto echo = entry<double (*)(int, ...)>("mi_echo_scene");
   const auto expect_entered = [](int vector_registers) {
@@ -176,9 +159,7 @@ TEST(BindingArguments, VariadicCallKeepsItsArgumentsAndStackAlignment) {
   expect_entered(8);
 }
 
-// Code run inside the lookup walks the stack by the unwind data (see
-// fake_renderer.c): from the resolver it must get through the first-call path
-// back to the caller of the entry.
+// A stack walk from inside the lookup (see fake_renderer.c) gets through the first-call path to the entry's caller.
 TEST(BindingUnwind, StackWalkFromInsideTheLookupReachesTheCallerOfTheEntry) {
   auto db_dump = entry<int (*)()>("mi_db_dump");
   set_module(fake_module(2));
@@ -194,9 +175,7 @@ TEST(BindingUnwind, StackWalkFromInsideTheLookupReachesTheCallerOfTheEntry) {
   EXPECT_TRUE(in_test_program(*caller));
 }
 
-// Threads making the first call of the same entries at once (generic thunks
-// and an entry written in C++) may all resolve, and must all get through to
-// the same renderer function.
+// First calls at once, of thunks and of an entry written in C++, all reach the same renderer function.
 TEST(BindingConcurrency, SimultaneousFirstCallsAllReachTheSameFunction) {
   auto version = entry<VersionFn>("mi_raylib_version");
   auto noise = entry<miScalar (*)(miScalar)>("mi_noise_1d");
@@ -207,25 +186,18 @@ TEST(BindingConcurrency, SimultaneousFirstCallsAllReachTheSameFunction) {
     const int id = 1 + round % 2;
     set_module(fake_module(id));
     std::latch start(threads);
-    std::vector<std::string> versions(threads);
-    std::vector<miScalar> noises(threads);
-    std::vector<miBoolean> answers(threads);
+    std::vector<std::string> seen(threads);
     std::vector<std::thread> pool;
     for (int t = 0; t < threads; ++t)
       pool.emplace_back([&, t] {
         start.arrive_and_wait();
-        versions[t] = version_text(version);
-        noises[t] = noise(3.0f);
         int mode = 0;
-        answers[t] = query(142, nullptr, 0u, &mode);
+        seen[t] = version_text(version) + " " + std::to_string(noise(3.0f)) + " " +
+                  std::to_string(query(142, nullptr, 0u, &mode));
       });
     for (std::thread &thread : pool) thread.join();
-    for (int t = 0; t < threads; ++t) {
-      SCOPED_TRACE("round " + std::to_string(round) + " thread " + std::to_string(t));
-      EXPECT_EQ(versions[t], "fake renderer " + std::to_string(id));
-      EXPECT_EQ(noises[t], 1.5f + static_cast<miScalar>(id));
-      EXPECT_EQ(answers[t], 242);
-    }
+    const std::string want = "fake renderer " + std::to_string(id) + " " + std::to_string(1.5f + id) + " 242";
+    EXPECT_EQ(seen, std::vector<std::string>(threads, want)) << "round " << round;
   }
   EXPECT_EQ(GetCapturedStderr(), "");
 }

@@ -23,7 +23,7 @@ namespace {
   std::abort();
 }
 
-// Symbols of a listing written by nm at build time: "value type name" lines.
+// A listing that nm wrote at build time: "value type name" lines.
 std::map<std::string, std::uint64_t> read_nm_listing(const char *path) {
   std::ifstream in(path);
   if (!in) die("cannot read the symbol listing", path);
@@ -33,8 +33,6 @@ std::map<std::string, std::uint64_t> read_nm_listing(const char *path) {
 }
 
 }  // namespace
-
-// ---- the platform's loader ------------------------------------------------------
 
 #if defined(_WIN32)
 
@@ -81,7 +79,7 @@ std::set<std::string> library_export_table() {
   const auto *name_addresses = reinterpret_cast<const DWORD *>(image + exports->AddressOfNames);
   for (DWORD k = 0; k < exports->NumberOfNames; ++k)
     names.insert(reinterpret_cast<const char *>(image + name_addresses[k]));
-  // An export by ordinal only would have no name to compare: count it as one.
+  // an export by ordinal only has no name: count it as one
   for (DWORD k = exports->NumberOfNames; k < exports->NumberOfFunctions; ++k) names.insert("#" + std::to_string(k));
   return names;
 }
@@ -92,8 +90,7 @@ void close_module(void *module) { FreeLibrary(static_cast<HMODULE>(module)); }
 
 #else
 
-// dlsym has no error number: the library reports EINVAL for a lookup without
-// a handle and ENOENT for a name that the module lacks.
+// dlsym has no error number: the library reports EINVAL without a handle, ENOENT for a missing name.
 const int null_handle_error = EINVAL;
 const int missing_name_error = ENOENT;
 const bool records_return_in_registers = true;
@@ -123,8 +120,7 @@ std::set<std::string> library_export_table() {
 }
 
 void *handle_that_finds_the_library() {
-  // Promotes the library into the global scope; lookups through a module's
-  // own handle, as every other test makes them, do not search that scope.
+  // the library in the global scope, which lookups through a module's own handle do not search
   open_module(TAVO_LIBRARY_PATH, true);
   return dlopen(nullptr, RTLD_NOW);
 }
@@ -132,8 +128,6 @@ void *handle_that_finds_the_library() {
 void close_module(void *module) { dlclose(module); }
 
 #endif
-
-// ---- on top of it ---------------------------------------------------------------
 
 void *library() {
   static void *const handle = open_module(TAVO_LIBRARY_PATH);
@@ -147,8 +141,7 @@ void *library_symbol(const char *name) {
 }
 
 void *library_internal_symbol(const char *name) {
-  // The listing gives link-time addresses; an exported symbol tells how far
-  // the loader moved them.
+  // link-time addresses, moved as far as the loader moved an exported symbol
   static const auto symbols = read_nm_listing(TAVO_SYMBOLS_PATH);
   const auto anchor = symbols.find("miSetModuleHandle");
   const auto it = symbols.find(name);
@@ -183,6 +176,13 @@ void fake_reset(int id) {
 }
 
 void set_module(void *handle) { entry<void (*)(void *)>("miSetModuleHandle")(handle); }
+
+std::string recorded() {
+  const FakeRecord *r = fake_record(1);
+  std::string text = r->entry;
+  for (int k = 0; k < r->arg_count; ++k) text += " " + std::to_string(r->args[k]);
+  return text;
+}
 
 std::string failure_text(const char *name, void *handle, int error) {
   char line[512];

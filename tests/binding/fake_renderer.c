@@ -2,6 +2,7 @@
 #include "fake_renderer.h"
 
 #include <stdarg.h>
+#include <stdint.h>
 #include <stdio.h>
 #include <string.h>
 #if !defined(_WIN32)
@@ -26,101 +27,98 @@ static FakeRecord record = {.id = FAKE_RENDERER_ID};
 
 FAKE_EXPORT FakeRecord *fake_renderer_record(void) { return &record; }
 
-/* Reads its fifth argument only for the codes that carry one, as the renderer does. */
+#define W(x) ((unsigned long long)(x))
+#define P(x) ((unsigned long long)(uintptr_t)(x))
+static unsigned long long bits(double d) {
+  unsigned long long u;
+  memcpy(&u, &d, sizeof u);
+  return u;
+}
+
+static void note(const char *entry, int count, const unsigned long long *args) {
+  ++record.calls;
+  snprintf(record.entry, sizeof record.entry, "%s", entry);
+  record.arg_count = count;
+  memcpy(record.args, args, (size_t)count * sizeof *args);
+}
+
+/* Reads a fifth argument only for the codes that carry one, as the renderer does. */
 FAKE_EXPORT miBoolean mi_query(int code, miState *state, miTag tag, void *result, ...) {
   if (code == 142) return 100 + code; /* records nothing: safe to ask from several threads at once */
-  ++record.calls;
-  record.query_code = code;
-  record.query_state = state;
-  record.query_tag = tag;
-  record.query_result = result;
-  record.query_extra_kind = 0;
+  unsigned long long a[5] = {W(code), P(state), W(tag), P(result)};
   va_list ap;
   va_start(ap, result);
-  if (code == 15) {
-    record.query_extra_kind = 1;
-    record.query_extra_int = va_arg(ap, int);
-  } else if (code == 127) {
-    record.query_extra_kind = 2;
-    record.query_extra_ptr = va_arg(ap, void *);
-  }
+  if (code == 15) a[4] = W(va_arg(ap, int));
+  if (code == 127) a[4] = P(va_arg(ap, void *));
   va_end(ap);
-  if (code == 51) *(void ***)result = (void **)&record.query_extra_ptr;
-  return 100 + code; /* any value: the test checks that it comes back unchanged */
+  note("mi_query", code == 15 || code == 127 ? 5 : 4, a);
+  if (code == 51) *(void **)result = record.args; /* an answer written back */
+  return 100 + code;
 }
 
 FAKE_EXPORT void *mi_scene_create(miTag *tag, int type, ...) {
-  ++record.calls;
-  record.scene_tag = tag;
-  record.scene_type = type;
-  record.scene_ptr = NULL;
-  record.scene_int_count = 0;
+  unsigned long long a[11] = {P(tag), W(type)};
+  int n = 2;
   va_list ap;
   va_start(ap, type);
-  if (type == 51) {
-    for (int k = 0; k < 3; ++k) record.scene_ints[record.scene_int_count++] = va_arg(ap, int);
-    record.scene_ptr = va_arg(ap, void *);
-  } else {
-    if (type == 40) record.scene_ptr = va_arg(ap, void *);
-    for (int k = 0; k < 8; ++k) record.scene_ints[record.scene_int_count++] = va_arg(ap, int);
-  }
+  if (type == 40) a[n++] = P(va_arg(ap, void *));
+  for (int k = 0; k < (type == 51 ? 3 : 8); ++k) a[n++] = W(va_arg(ap, int));
+  if (type == 51) a[n++] = P(va_arg(ap, void *));
   va_end(ap);
-  return &record.scene_type;
+  note("mi_scene_create", n, a);
+  return record.args;
 }
 
-static void record_message(const char *entry, int number, const char *format, va_list ap) {
-  ++record.calls;
-  snprintf(record.message_entry, sizeof record.message_entry, "%s", entry);
-  record.message_number = number;
-  snprintf(record.message_format, sizeof record.message_format, "%s", format);
-  vsnprintf(record.message_printed, sizeof record.message_printed, format, ap);
-}
+static const int number = 0; /* what an unnumbered message records: nothing */
 
-/* FAKE_MESSAGE(name, FAKE_NO_NUMBER), or (name, number, int number,) for an entry with a number. */
-#define FAKE_MESSAGE(name, number, ...)                        \
+/* FAKE_MESSAGE(name, 0, ) or, for an entry with a number, (name, 1, int number,). */
+#define FAKE_MESSAGE(name, count, ...)                         \
   FAKE_EXPORT void name(__VA_ARGS__ const char *format, ...) { \
+    const unsigned long long n = W(number);                    \
+    note(#name, count, &n);                                    \
+    snprintf(record.format, sizeof record.format, "%s", format); \
     va_list ap;                                                \
     va_start(ap, format);                                      \
-    record_message(#name, number, format, ap);                 \
+    vsnprintf(record.printed, sizeof record.printed, format, ap); \
     va_end(ap);                                                \
   }
 
-FAKE_MESSAGE(mi_fatal, FAKE_NO_NUMBER)
-FAKE_MESSAGE(mi_error, FAKE_NO_NUMBER)
-FAKE_MESSAGE(mi_warning, FAKE_NO_NUMBER)
-FAKE_MESSAGE(mi_info, FAKE_NO_NUMBER)
-FAKE_MESSAGE(mi_progress, FAKE_NO_NUMBER)
-FAKE_MESSAGE(mi_debug, FAKE_NO_NUMBER)
-FAKE_MESSAGE(mi_vdebug, FAKE_NO_NUMBER)
-FAKE_MESSAGE(mi_nfatal, number, int number, )
-FAKE_MESSAGE(mi_nerror, number, int number, )
-FAKE_MESSAGE(mi_nwarning, number, int number, )
+FAKE_MESSAGE(mi_fatal, 0, )
+FAKE_MESSAGE(mi_error, 0, )
+FAKE_MESSAGE(mi_warning, 0, )
+FAKE_MESSAGE(mi_info, 0, )
+FAKE_MESSAGE(mi_progress, 0, )
+FAKE_MESSAGE(mi_debug, 0, )
+FAKE_MESSAGE(mi_vdebug, 0, )
+FAKE_MESSAGE(mi_nfatal, 1, int number, )
+FAKE_MESSAGE(mi_nerror, 1, int number, )
+FAKE_MESSAGE(mi_nwarning, 1, int number, )
 
 FAKE_EXPORT miScalar mi_spline(miScalar t, int n, miScalar *control) {
   ++record.calls;
   return t * (miScalar)n + control[n - 1];
 }
 
-/* Notes the arguments of a wide entry (names l0..l3, i0..i3, d0..d4, f0..f4); its value is d4 * 2 + f4. */
-#define FAKE_RECORD_WIDE()                                                                     \
-  (++record.calls, memcpy(record.wide_l, (long long[]){l0, l1, l2, l3}, sizeof record.wide_l), \
-   memcpy(record.wide_i, (int[]){i0, i1, i2, i3}, sizeof record.wide_i),                       \
-   memcpy(record.wide_d, (double[]){d0, d1, d2, d3, d4}, sizeof record.wide_d),                \
-   memcpy(record.wide_f, (float[]){f0, f1, f2, f3, f4}, sizeof record.wide_f), d4 * 2.0 + f4)
+/* Notes the arguments of a wide entry (l0..l3, i0..i3, d0..d4, f0..f4); its value is d4 * 2 + f4. */
+#define FAKE_NOTE_WIDE(entry)                                                                                   \
+  (note(entry, 18,                                                                                              \
+        (unsigned long long[]){W(l0), W(l1), W(l2), W(l3), W(i0), W(i1), W(i2), W(i3), bits(d0), bits(d1),      \
+                               bits(d2), bits(d3), bits(d4), bits(f0), bits(f1), bits(f2), bits(f3), bits(f4)}), \
+   d4 * 2.0 + f4)
 
-/* 8 integer and 10 floating-point arguments, interleaved: System V fills 6 integer and 8 vector
- * registers and puts two of each on the stack; Microsoft x64 gives each of the first four positions
- * its integer or vector register (rcx/xmm0 and r8/xmm2 one entry, the others the second one). */
+/* 8 integer and 10 floating-point arguments, interleaved: System V fills 6 integer and 8 vector registers and
+ * puts two of each on the stack; under Microsoft x64 the two entries give each of the first four positions both
+ * its integer and its vector register. */
 FAKE_EXPORT double mi_geomo_blend_surfaces(double d0, long long l0, float f0, int i0, long long l1, double d1, int i1,
                                            float f1, double d2, long long l2, float f2, int i2, long long l3, double d3,
                                            int i3, float f3, double d4, float f4) {
-  return FAKE_RECORD_WIDE();
+  return FAKE_NOTE_WIDE("mi_geomo_blend_surfaces");
 }
 
 FAKE_EXPORT double mi_geomo_u_loft(long long l0, double d0, int i0, float f0, double d1, long long l1, float f1, int i1,
                                    long long l2, double d2, int i2, float f2, double d3, long long l3, float f3, int i3,
                                    double d4, float f4) {
-  return -FAKE_RECORD_WIDE();
+  return -FAKE_NOTE_WIDE("mi_geomo_u_loft");
 }
 
 /* A 16-byte record comes back in rax:rdx (System V) or through memory. */
