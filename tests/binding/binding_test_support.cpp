@@ -8,6 +8,8 @@
 #include <fstream>
 #include <map>
 
+#include "platform.h"
+
 #if defined(_WIN32)
 #include <windows.h>
 #else
@@ -15,6 +17,8 @@
 #endif
 
 namespace bindingtest {
+
+namespace platform = tavo::host::platform;
 
 namespace {
 
@@ -43,30 +47,15 @@ const bool variadic_calls_count_vector_registers = false;
 
 namespace {
 
-std::string native_path(const char *path) {
-  std::string native = path;
-  std::replace(native.begin(), native.end(), '/', '\\');
-  return native;
-}
-
 void *open_module(const char *path, bool = false) {
-  HMODULE module = LoadLibraryA(native_path(path).c_str());
-  if (module == nullptr) die("cannot load", path);
-  return module;
-}
-
-const void *module_of(const void *address) {
-  HMODULE module = nullptr;
-  GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                     static_cast<LPCSTR>(address), &module);
+  std::string native = path, why;  // LoadLibrary wants backslashes
+  std::replace(native.begin(), native.end(), '/', '\\');
+  void *module = platform::load_module(native, why);
+  if (module == nullptr) die(why.c_str(), path);
   return module;
 }
 
 }  // namespace
-
-void *find_symbol(void *module, const char *name) {
-  return reinterpret_cast<void *>(GetProcAddress(static_cast<HMODULE>(module), name));
-}
 
 std::set<std::string> library_export_table() {
   const auto *image = static_cast<const unsigned char *>(library());
@@ -99,19 +88,13 @@ const bool variadic_calls_count_vector_registers = true;
 namespace {
 
 void *open_module(const char *path, bool global = false) {
-  void *handle = dlopen(path, RTLD_NOW | (global ? RTLD_GLOBAL : RTLD_LOCAL));
-  if (handle == nullptr) die("cannot load", path);
+  std::string why;
+  void *handle = global ? dlopen(path, RTLD_NOW | RTLD_GLOBAL) : platform::load_module(path, why);
+  if (handle == nullptr) die(why.c_str(), path);
   return handle;
 }
 
-const void *module_of(const void *address) {
-  Dl_info info{};
-  return dladdr(address, &info) ? info.dli_fbase : nullptr;
-}
-
 }  // namespace
-
-void *find_symbol(void *module, const char *name) { return dlsym(module, name); }
 
 std::set<std::string> library_export_table() {
   std::set<std::string> names;
@@ -150,10 +133,14 @@ void *library_internal_symbol(const char *name) {
   return reinterpret_cast<void *>(bias + it->second);
 }
 
-bool in_library(const void *address) { return module_of(address) == module_of(library_symbol("miSetModuleHandle")); }
+void *find_symbol(void *module, const char *name) { return platform::find_symbol(module, name); }
+
+bool in_library(const void *address) {
+  return platform::module_file(address) == platform::module_file(library_symbol("miSetModuleHandle"));
+}
 
 bool in_test_program(const void *address) {
-  return module_of(address) == module_of(reinterpret_cast<const void *>(&in_test_program));
+  return platform::module_file(address) == platform::module_file(reinterpret_cast<const void *>(&in_test_program));
 }
 
 void *open_in_global_scope(const char *path) { return open_module(path, true); }
