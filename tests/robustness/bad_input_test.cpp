@@ -203,24 +203,6 @@ TEST(BadInput, AFailingWriteKeepsTheOldImageAndLeavesNoHiddenFile) {
     }
 }
 
-// The same with a real full file system, where the test may mount one: a
-// tiny one of its own, in a mount namespace of its own.
-TEST(BadInput, AFullFileSystemKeepsTheOldImage) {
-  const fs::path dir = folder("full");
-  if (run_in(dir, "unshare --mount true").status != 0) GTEST_SKIP() << "no mount namespace here";
-  const std::string d = dir.string();
-  for (const char *ext : {"png", "jpg", "exr", "tif"}) {
-    SCOPED_TRACE(ext);
-    const std::string target = d + "/k." + ext;
-    const ToolRun run = run_in(dir, "unshare --mount sh -c 'mount -t tmpfs -o size=64k tmpfs " + d + " && printf old > " +
-                                   target + " && (cat /dev/zero > " + d + "/fill 2>/dev/null; true) && " + kTool +
-                                   " render --quiet " + kExamples + "/network.mi -o " + target +
-                                   " --resolution 64,48; s=$?; cat " + target + " >&2; ls " + d + " >&2; exit $s'");
-    EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.err, "tavo: cannot write the image \"" + target + "\": No space left on device\noldfill\nk." + ext + "\n");
-  }
-}
-
 // A signal while the hidden file exists removes it, and the signal still
 // ends the process as it would have.
 TEST(BadInput, ASignalDuringAWriteRemovesTheHiddenFile) {
