@@ -76,14 +76,6 @@ TEST_F(SceneFiles, EveryStatementReachesTheRendererOrTheScene) {
   EXPECT_EQ(renderer().material(tag("paint"))->shader, tag("look"));
   EXPECT_NE(renderer().texture(tag("grey")), nullptr);
 
-  // the material shades at what the camera sees: the ball, grey texel 1 of 2
-  renderer().set_current_scene(loaded.scene);
-  host::ShadingState s;
-  ASSERT_TRUE(host::aim_at_pixel(s, scene, 100, 50));
-  EXPECT_EQ(s.state.instance, tag("ball"));
-  miColor out{};
-  ASSERT_TRUE(CallMaterial(&out, &s.state, tag("paint"), 0));
-  expect_near(out, {1, 1, 1, 1}, 0, "the right-hand texel");
 }
 
 TEST_F(SceneFiles, MalformedFilesNameTheFileTheLineAndWhatWasExpected) {
