@@ -28,12 +28,10 @@ TEST_F(Environment, OnlyEyeRaysTheCameraSeesGetTheBackgroundOtherLookupsTheShade
       {"a reflection ray", "sky", "1", miRAY_REFLECT, 0, miTRUE, kSky},
       {"a transparency ray: the query says camera, the ray type does not", "sky", "1", miRAY_TRANSPARENT, 0, miTRUE, kSky},
       {"an eye ray below a reflection: the query says lighting", "sky", "1", miRAY_EYE, 1, miTRUE, kSky},
-      {"a shadow ray", "sky", "1", miRAY_SHADOW, 0, miTRUE, kSky},
       {"the option at 2", "sky", "2", miRAY_EYE, 0, miTRUE, kSky},
       {"the option off", "sky", "0", miRAY_EYE, 0, miTRUE, kSky},
       {"the background needs no shader", "", "1", miRAY_EYE, 0, miTRUE, kBackground},
       {"no shader: transparent black and false", "", "0", miRAY_EYE, 0, miFALSE, kNothing},
-      {"no shader off the background path", "", "1", miRAY_REFLECT, 0, miFALSE, kNothing},
       {"the shader's answer is handed on", "failing", "0", miRAY_EYE, 0, miFALSE, {0.9f, 0.8f, 0.7f, 0.6f}},
   };
   for (const auto &[what, shader, use_background, ray, reflection_level, returned, colour] : cases) {
