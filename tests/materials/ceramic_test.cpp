@@ -52,8 +52,7 @@ TEST_F(Ceramic, TintAndDeepColoursScaleSaturationAndValue) {
   const ColourCase cases[] = {
       // pure red: hue 1, sextant 6
       {{1.0f, 0.0f, 0.0f, 1.0f}, 1.0f, 0.0f, 0.0f - 1.0f, 5.0f, 6, "Vqp"},
-      // grey and black: no hue, no saturation
-      {{0.5f, 0.5f, 0.5f, 1.0f}, 0.5f, 0.5f, 0.0f, 0.0f, 0, "Vqp"},
+      // black: no hue, no saturation
       {{0.0f, 0.0f, 0.0f, 0.0f}, 0.0f, 0.0f, 0.0f, 0.0f, 0, "Vqp"},
       // red smallest (k 3)
       {{0.2f, 0.4f, 0.8f, 0.5f}, 0.8f, 0.2f, 0.4f - 0.8f, 3.0f, 3, "pqV"},

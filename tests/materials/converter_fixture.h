@@ -34,26 +34,17 @@ class ConverterTest : public HostTest {
     renderer().set_scene(scene);
   }
 
-  // One result per ray; the life cycle must leave nothing allocated.
-  template <typename Ready>
-  static std::vector<Ready> run(const std::string &shader, const std::vector<Assignment> &assignments,
-                                const std::vector<int> &rays) {
-    const miTag tag = renderer().create_instance(shader, assignments);
-    std::vector<Ready> out;
-    for (const host::CallResult &call : renderer().run(tag, rays)) {
-      EXPECT_EQ(call.returned, miTRUE) << shader;
-      Ready ready;
-      std::memcpy(&ready, call.result.data(), sizeof ready);
-      out.push_back(ready);
-    }
-    // this instance's own blocks: a live instance elsewhere in the test may hold its own
-    EXPECT_EQ(renderer().held_bytes(tag), 0u) << shader;
-    return out;
-  }
-
+  // One eye ray's result; the life cycle must leave this instance's blocks
+  // freed (a live instance elsewhere in the test may hold its own).
   template <typename Ready>
   static Ready run(const std::string &shader, const std::vector<Assignment> &assignments) {
-    return run<Ready>(shader, assignments, {miRAY_EYE}).front();
+    const miTag tag = renderer().create_instance(shader, assignments);
+    const host::CallResult call = renderer().run(tag, {miRAY_EYE}).front();
+    EXPECT_EQ(call.returned, miTRUE) << shader;
+    EXPECT_EQ(renderer().held_bytes(tag), 0u) << shader;
+    Ready ready;
+    std::memcpy(&ready, call.result.data(), sizeof ready);
+    return ready;
   }
 };
 
@@ -141,13 +132,7 @@ inline std::vector<std::string> words(const miColor &c) { return {word(c.r), wor
 // (0.67 g + 0.265 r) + 0.065 b, the weighting the glass converters use.
 inline float brightness(float r, float g, float b) { return (0.67f * g + 0.265f * r) + 0.065f * b; }
 
-#define EXPECT_COLOR_EQ(actual, expected_r, expected_g, expected_b, expected_a) \
-  do {                                                                          \
-    const miColor tavo_c_ = (actual);                                           \
-    EXPECT_EQ(tavo_c_.r, (expected_r));                                         \
-    EXPECT_EQ(tavo_c_.g, (expected_g));                                         \
-    EXPECT_EQ(tavo_c_.b, (expected_b));                                         \
-    EXPECT_EQ(tavo_c_.a, (expected_a));                                         \
-  } while (0)
+// Bit for bit: every digit of every channel.
+#define EXPECT_COLOR_EQ(actual, r, g, b, a) EXPECT_EQ(words(actual), words(miColor{r, g, b, a}))
 
 }  // namespace tavo::test

@@ -13,7 +13,6 @@
 #include "materials/converter_fixture.h"
 #include "materials/tavo_Shd_Ceramic_spider.h"
 #include "materials/tavo_Shd_Concrete_spider.h"
-#include "materials/tavo_Shd_Hardwood_spider.h"
 #include "materials/tavo_Shd_Metal_spider.h"
 #include "materials/tavo_Shd_SSS_spider.h"
 #include "materials/tavo_Shd_SolidGlass_spider.h"
@@ -107,8 +106,8 @@ struct PassThroughCase {
   miInteger mode;                    // 2 when switched on, else 1, never 0
 };
 
-// The map is evaluated only while its switch is on, and the switch on every
-// call; the map mode is read at init.
+// The map passes only while its switch is on (read per call: see the test
+// above); the map mode is read at init.
 TEST_F(ConverterFrame, TheMapPassesThroughOnlyWhileItsSwitchIsOnAndTheModeIsOneOrTwo) {
   const PassThroughCase cases[] = {
       {{"false"}, {"42"}, 0, {"true"}, 2},
@@ -122,8 +121,7 @@ TEST_F(ConverterFrame, TheMapPassesThroughOnlyWhileItsSwitchIsOnAndTheModeIsOneO
   for (const host::ShaderDeclaration &d : declared_converters()) {
     const host::Field *mode = field(d.result, "map_mode");
     const host::Field *map = field(d.result, "custom_map");
-    const host::Field *on = d.parameter("custom_map_on");
-    if (!map || !on) continue;
+    if (!map || !d.parameter("custom_map_on")) continue;
     ++with_map;
     for (const PassThroughCase &p : cases) {
       SCOPED_TRACE(d.name + " on=" + (p.on.empty() ? "default" : p.on[0]));
@@ -137,12 +135,6 @@ TEST_F(ConverterFrame, TheMapPassesThroughOnlyWhileItsSwitchIsOnAndTheModeIsOneO
       if (mode) {
         EXPECT_EQ(static_cast<miInteger>(call.result[mode->offset / 4]), p.mode);
       }
-    }
-    SCOPED_TRACE(d.name + " switched per call");
-    LiveInstance live(d.name, {value("custom_map", {"17"})});
-    for (const miBoolean state : {miTRUE, miFALSE, miTRUE}) {
-      live.set<miBoolean>(on->offset, state);
-      EXPECT_EQ(live.call<Words>()[map->offset / 4], state ? 17u : 0u);
     }
   }
   EXPECT_EQ(with_map, 11);
@@ -202,18 +194,11 @@ TEST_P(SceneUnit, TheFiveLengthFormsUseTheUnitFactor) {
   EXPECT_EQ(water.falloff_distance, 120.0f / 39.37008f * c.u);  // inches as a value
   EXPECT_EQ(water.wave_length_min, 1.5f / 39.37008f * c.u);
   EXPECT_EQ(water.wave_height, 4.0f / 1000.0f * c.u);  // the flag plays no part here
-  if (c.unit_scale == 0.0254f) {                       // one scene unit per inch gives the inches back
-    EXPECT_NEAR(ceramic.texture_scale, 1.0f, 1e-6f);
-    EXPECT_NEAR(ceramic.pattern_scale_u, 0.3f, 1e-6f);
-    EXPECT_NEAR(run<hardwood::Ready>("tavo_Shd_Hardwood_spider", {}).length_24in, 24.0f, 1e-5f);
-    EXPECT_NEAR(water.falloff_distance, 120.0f, 1e-4f);
-  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Units, SceneUnit,
                          ::testing::Values(UnitCase{std::nullopt, 1, 1.0f}, UnitCase{0.0f, 0, 1.0f},
-                                           UnitCase{-0.0f, 0, 1.0f}, UnitCase{-2.0f, 0, 1.0f}, UnitCase{1.0f, 0, 1.0f},
-                                           UnitCase{0.0254f, 0, 1.0f / 0.0254f}, UnitCase{0.001f, 0, 1.0f / 0.001f},
+                                           UnitCase{-2.0f, 0, 1.0f}, UnitCase{0.0254f, 0, 1.0f / 0.0254f},
                                            UnitCase{0.0254f, 1, 1.0f / 0.0254f}, UnitCase{1.0f, -1, 1.0f},
                                            // where k * unit_scale or L / unit_scale would round differently
                                            UnitCase{1.7f, 0, 1.0f / 1.7f}, UnitCase{0.17f, 0, 1.0f / 0.17f}));

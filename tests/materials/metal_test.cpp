@@ -43,8 +43,7 @@ TEST_F(Metal, TypeThreeAgesThroughTheRampAndTheSpline) {
       {0.0625f, (1.0f - 0.6875f) * 0.737f + 0.6875f * b(116), (1.0f - 0.6875f) * 0.314f + 0.6875f * b(19),
        (1.0f - 0.6875f) * 0.184f + 0.6875f * b(2)},
       // outside [0, 1] only the ramp lookup is clamped
-      {1.5f, b(160), b(188), b(147)},
-      {-0.25f, 0.737f, 0.314f, 0.184f},
+      {1.5f, b(160), b(188), b(147)}, {-0.25f, 0.737f, 0.314f, 0.184f},
   };
   for (const PatinaCase &c : cases) {
     SCOPED_TRACE(testing::Message() << "patina " << c.t);
@@ -60,10 +59,7 @@ TEST_F(Metal, TypeThreeAgesThroughTheRampAndTheSpline) {
     EXPECT_EQ(r.patina_weight, 1.0f);
     EXPECT_EQ(r.patina_gloss, 0.9f);
   }
-}
-
-TEST_F(Metal, ThePatinaFadeIsShapedByTheElevenControlValues) {
-  // at the knots t = k / 10 the fade is 1 minus the control value itself
+  // the eleven control values shape the fade: at the knots t = k / 10 it is 1 minus the value itself
   const std::pair<float, float> knots[] = {{0.1f, 1.0f - 0.82f}, {0.3f, 1.0f - 0.96f}, {0.9f, 0.0f}};
   for (const auto &[t, fade] : knots) {
     EXPECT_EQ(run<Ready>(kShader, {value("type", {"3"}), value("patina", {word(t)})}).patina_fade, fade) << t;
