@@ -77,13 +77,10 @@ TEST_F(BumpLookup, TheTextureMethodBendsTheNormalAgainstTheRiseInHeight) {
   const std::pair<std::vector<Assignment>, miVector> cases[] = {  // the bend before normalisation
       {{}, {-0.5625f, -1.125f, 1}},  // k = -9 times the rise (1/16, 2/16)
       {{value("factor", {"-1"})}, {0.5625f, 1.125f, 1}},
-      {{value("factor", {"0.5"})}, {-0.28125f, -0.5625f, 1}},
       {{value("u", {"0", "1", "0"}), value("v", {"1", "0", "0"})}, {-1.125f, -0.5625f, 1}},
       {{value("factor", {"2"}), value("u", {"0", "0", "1"}), value("v", {"0", "0", "0"})}, {0, 0, -0.125f}},  // turned over
-      {{value("u", {"0", "0", "0"}), value("v", {"0.5", "0", "0.25"})}, {-0.5625f, 0, 0.71875f}},
       // the ramp rises by 0.5 per unit of x and by 1 per unit of y; a step of 0 shifts by 0.001
       {{value("step", {"0", "0", "0"})}, {-9 * 0.0005f, -9 * 0.001f, 1}},
-      {{value("step", {"0.125", "0.01", "7"})}, {-0.5625f, -9 * 0.01f, 1}},
       {{value("step", {"nan", "0.125", "0"})}, {0, -1.125f, 1}},  // a shift whose lookup fails adds no slope
   };
   for (const auto &[more, bent] : cases) {
@@ -96,8 +93,8 @@ TEST_F(BumpLookup, TheTextureMethodBendsTheNormalAgainstTheRiseInHeight) {
   }
   // constant heights only normalise the normal (one without length stays so);
   // a lookup that fails at the centre changes nothing and returns false
-  const std::tuple<const char *, miVector, miVector> constant[] = {{"0.4375", {0, 3, 4}, {0, 0.6f, 0.8f}},
-      {"0.4375", {0, 0, 0}, {0, 0, 0}}, {"nan", {0, 0, 3}, {0, 0, 3}}, {"inf", {0, 0, 3}, {0, 0, 3}}};
+  const std::tuple<const char *, miVector, miVector> constant[] = {
+      {"0.4375", {0, 3, 4}, {0, 0.6f, 0.8f}}, {"0.4375", {0, 0, 0}, {0, 0, 0}}, {"nan", {0, 0, 3}, {0, 0, 3}}};
   for (const auto &[coord, normal, expected] : constant) {
     host::ShadingState s;
     s.state.normal = normal;
@@ -131,9 +128,8 @@ TEST_F(BumpLookup, TheProbeMethodRunsWhenAskedWithTracingOnOrForAnEmptySlot) {
   load(kFloor);
   // slot 0 empty or the ramp, slot 7 the ramp: an index outside picks the nearest end
   const std::tuple<const char *, const char *, bool, bool, bool> cases[] = {  // use_probe, index, trace, tex_0: probes?
-      {"off", "0", true, true, false},        {"on", "0", true, true, true},  {"on", "0", false, true, false},
-      {"off", "0", true, false, true},        {"on", "0", false, false, true}, {"off", "-1", true, false, true},
-      {"off", "-2147483648", true, false, true}, {"off", "8", true, false, false}, {"off", "2147483647", true, false, false}};
+      {"off", "0", true, true, false}, {"on", "0", true, true, true},  {"on", "0", false, true, false},
+      {"off", "0", true, false, true}, {"on", "0", false, false, true}, {"off", "-1", true, false, true}, {"off", "8", true, false, false}};
   for (const auto &[use_probe, index, trace, texture, probes] : cases) {
     const miTag t = bump(on_ramp({value("use_probe", {use_probe}), value("index", {index}), value("tex_7", {tag_of("ramp")}),
                                   value("tex_0", {texture ? tag_of("ramp") : "0"}), value("step", {"0.2", "0.125", "0"}),
@@ -159,15 +155,12 @@ TEST_F(BumpLookup, ProbesGiveTheNormalOfTheQuadrilateralOfTheirHits) {
   const float h = std::sqrt(0.5f);
   const std::tuple<const char *, const char *, miVector, int, const char *, miVector> cases[] = {
       {"grey", "0.4", {1.9f, 0, 0}, 1, "0.2", {0, 1, 0}},
-      {"grey", "-3", {1.9f, 0, 0}, 1, "0.2", {0, 1, 0}},
       // at x = 1.9 the probe 0.2 towards +x lands on a raised square and the
       // three others on low ones: a rise of 0.8 x 0.5 across 0.4, 45 degrees
       {"squares", "0.8", {1.9f, 0, 0}, 1, "0.2", {-h, h, 0}},
       {"squares", "0.8", {1.9f, 0, 0}, 2, "0.2", {-h, h, 0}},  // two texture spaces, both restored
-      {"squares", "0.4", {1.9f, 0, 0}, 1, "0.2", unit({-0.2f, 0.4f, 0})},
       {"squares", "-0.8", {1.9f, 0, 0}, 1, "0.2", {h, h, 0}},  // the raised square a pit; the result still faces up
       {"grey", "1", {0, 0, 0}, 1, "0.2", {0, 1, 0}},   // N x P is 0 at the origin: tangents from (0.01, 0, 0)
-      {"grey", "1", {0, 0.5f, 0}, 1, "0.2", {0, 1, 0}},  // P along N
       {"grey", "1", {3.9f, 0, 0}, 1, "0.2", {0, 1, 0}},  // the probe towards +x misses the floor
       {"grey", "1", {1.5f, 0, 0.5f}, 1, "0", {0, 0, 0}},  // step 0: no quadrilateral, no NaN
   };
