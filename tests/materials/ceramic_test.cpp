@@ -1,6 +1,5 @@
-// The hue/saturation/value colour work, through the ceramic converter's two
-// colours: the tint and the deep colour scale saturation and value of the
-// given colour, without clamping. (Its preset cells are in cells_test.cpp.)
+// The hue/saturation/value work, through the ceramic's tint and deep colours,
+// which scale saturation and value without clamping.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -17,10 +16,8 @@ constexpr const char *kShader = "tavo_Shd_Ceramic_spider";
 
 using Ceramic = ConverterTest;
 
-// A colour with its hue/saturation/value worked out by hand: the channel that
-// is largest and smallest, the difference d and offset k of its hue sextant,
-// the sextant i the hue lands in and which of value, p and q each channel
-// takes there.
+// Worked out by hand: largest and smallest channel, the hue's difference d and
+// offset k, its sextant i and which of value, p and q each channel takes there.
 struct ColourCase {
   miColor color;
   float max, min, d, k;

@@ -1,7 +1,5 @@
-// What every material converter shares: the ready record's life cycle and
-// memory tag, the shader-level init, results that do not change once the
-// instance is ready, the map pass-through pair and the map mode, the scene
-// unit and the five length forms built on it.
+// What every material converter shares: the ready record's life cycle, results
+// fixed once ready, the map pass-through and mode, the scene unit's length forms.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -1,8 +1,5 @@
-// The two glass converters. Solid glass: preset and custom glass colours, the
-// reflectance clamp, the falloff colour darkened by the reflected share, the
-// per-call refresh of a custom colour and the scene flag that turns it off.
-// Glazing: the per-layer transmittance root of each tint and the reflectance
-// shared out over the layers (shadow rays see one layer's).
+// The glass converters: solid glass's falloff colour and the per-call refresh of
+// a custom one; glazing's per-layer transmittance root and reflectance share.
 #include <gtest/gtest.h>
 
 #include <cmath>

@@ -1,6 +1,5 @@
-// The metal converter's aging of type 3: the patina colour blends between the
-// entries of a twelve-step ramp around t * 11, and an eleven-value spline
-// shapes how its fade sets in. (Its preset cells are in cells_test.cpp.)
+// The metal's aging of type 3: the patina blends the entries of a twelve-step
+// ramp around t * 11, and an eleven-value spline shapes its fade.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -36,11 +36,8 @@ host::ImageComparison compare(const std::string &a, const std::string &b) {
   return d;
 }
 
-// Each example, and the material preview, at low resolution against the
-// image checked in beside this test: any change of a shader or of the host
-// that changes the picture shows. Regenerate a reference with the command in
-// the table (tavo ARGS -o REFERENCE --resolution W,H --threads 2) after a
-// deliberate change.
+// The examples and previews against the images beside this test; after a
+// deliberate change: tavo ARGS -o REFERENCE --resolution W,H --threads 2.
 TEST(Render, ExamplesAndPreviewsMatchTheirReferenceImages) {
   struct Case {
     std::string args;

@@ -1,6 +1,5 @@
-// Bump lookup: the texture method's finite differences over the ramp (plain
-// and filtered), and the probe method's four probe rays over a floor, which
-// must leave the state as it found it.
+// Bump lookup: the texture method's finite differences over the ramp, and the
+// probe method's four rays over a floor, which leave the state as they found it.
 
 #include "host/scene_fixture.h"
 #include "utility/tavo_Utility_BumpLookup.h"
