@@ -146,9 +146,11 @@ miVector Environment::sample(float u, float v, float &pdf, miColor &seen) const 
   const int i = find_interval(cdf, width_, &column_guides_[static_cast<std::size_t>(j) * (width_ + 1)], v);
   const float span = cdf[i + 1] - cdf[i];
   const float fx = span > 0 ? (v - cdf[i]) / span : 0.5f;
-  const miVector d = from_image(i + std::clamp(fx, 0.0f, 0.999f), j + std::clamp(fy, 0.0f, 0.999f));
-  seen = radiance(d, pdf);
-  return d;
+  // the texel position is known: no need to map the direction back to find it
+  const float x = i + std::clamp(fx, 0.0f, 0.999f), y = j + std::clamp(fy, 0.0f, 0.999f);
+  pdf = density_at(x, y);
+  seen = radiance_at(x, y);
+  return from_image(x, y);
 }
 
 Environment Environment::studio(float rotation_degrees, float intensity) {
