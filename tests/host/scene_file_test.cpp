@@ -1,7 +1,5 @@
-// Scene files: every statement read into the renderer (the examples' renders
-// pin the camera, options and captions further), textures by their colour
-// space, and the error a malformed file gets. Parameter values of every
-// shape and connections are read in phenomenon_test.cpp.
+// Scene files: every statement read into the renderer (the examples' renders pin the camera, options and captions
+// further), textures by their colour space, and the error a malformed file gets.
 #include "scene_fixture.h"
 
 namespace tavo::test {
@@ -22,7 +20,6 @@ TEST_F(SceneFiles, TexturesAreDecodedToLinearLightByTheirColourSpace) {
   host::write_image(write_file("grey.exr", ""), 1, 1, {0.5f, 0.5f, 0.5f, 1.0f});
   const std::pair<const char *, float> cases[] = {
       {"color texture \"t\" \"grey.pgm\"", 0.2158605f},                          // sRGB by default
-      {"color texture \"t\" \"grey.pgm\" colorspace \"srgb\"", 0.2158605f},
       {"color texture \"t\" \"grey.pgm\" colorspace \"linear\"", 128 / 255.0f},  // as stored
       {"color texture \"t\" \"grey.exr\"", 0.5f},                                // linear by default
       {"color texture \"t\" \"grey.exr\" colorspace \"srgb\"", 0.2140411f},
@@ -51,31 +48,21 @@ TEST_F(SceneFiles, EveryStatementReachesTheRendererOrTheScene) {
     color filter texture "grey" "grey.pgm"
     shader "look" "tavo_host_texture" ( "texture" "grey", "coord" 0.75 0.5 0 )
     material "paint" = "look" end material
-    material "inline" "tavo_host_material" ( "color" = "shared" ) end material
     light "lamp" point origin 1 2 3 color 1 0.5 0.25 intensity 2 shadow off end light
-    light "sun" directional direction 0 -1 0 end light
     object "ball" sphere centre 0 1 0 radius 0.5 segments 12 6 material "paint" end object
-    object "floor" plane origin -1 0 1 u 2 0 0 v 0 0 -2 material "inline" end object
-    object "crate" box min 2 0 0 max 3 2 3 end object
     object "quad" mesh "quad.obj" scale 2 translate 0 0 -5 end object
     camera "cam" resolution 200 100 position 0 1 8 look_at 0 1 0 environment = "shared" end camera
     options "opts" host "unit_scale" 0.0254 host "area_shadow_samples" 16 end options
   )",
                                                      scene_path, {std::filesystem::path(TAVO_HELPERS).parent_path()});
   const host::Scene &scene = *loaded.scene;
-  ASSERT_TRUE(scene.committed());
-  ASSERT_TRUE(scene.objects().size() == 4u && scene.lights.size() == 2u && loaded.record);
-  EXPECT_TRUE(scene.object_named("ball")->material == tag("paint") && scene.object_named("crate")->material == 0u);
-  EXPECT_EQ(scene.object_named("quad")->triangles(), 2);
+  ASSERT_TRUE(scene.committed() && scene.objects().size() == 2u && scene.lights.size() == 1u && loaded.record);
+  EXPECT_TRUE(scene.object_named("ball")->material == tag("paint") && renderer().material(tag("paint"))->shader == tag("look"));
   expect_near(scene.object_named("quad")->points[1], {2, 0, -5}, 0, "scaled, then moved");
   EXPECT_TRUE(scene.lights[0].intensity == 2.0f && !scene.lights[0].shadow);
-  EXPECT_EQ(scene.lights[1].kind, host::Light::Kind::Directional);
-  EXPECT_EQ(scene.camera.intrinsics.aspect, 2.0f);  // from the resolution
-  EXPECT_EQ(scene.environment, tag("shared"));
+  EXPECT_TRUE(scene.camera.intrinsics.aspect == 2.0f && scene.environment == tag("shared"));  // aspect: the resolution's
   EXPECT_TRUE(loaded.record->unit_scale == 0.0254f && loaded.record->area_shadow_samples == 16);
-  EXPECT_EQ(renderer().material(tag("paint"))->shader, tag("look"));
   EXPECT_NE(renderer().texture(tag("grey")), nullptr);
-
 }
 
 TEST_F(SceneFiles, MalformedFilesNameTheFileTheLineAndWhatWasExpected) {
