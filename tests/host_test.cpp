@@ -1,7 +1,5 @@
-// The reference host as the library sees it: parameter blocks and their
-// connections, array storage, the init protocol, the exit variants and the
-// allocator's bookkeeping. Driven through a small shader library of the
-// tests' own, built on the library's frame.
+// The reference host as the library sees it: parameter blocks and their connections, array storage, the init
+// protocol, the exit variants and the allocator's bookkeeping, through the tests' own small shader library.
 #include <cstring>
 #include <tuple>
 
@@ -89,11 +87,9 @@ TEST_F(HostCore, EachExitVariantReleasesTheRecordOfItsOwnInstance) {
     EXPECT_TRUE(fn->shader_initialized && fn->instance_init_requested);
     renderer().init_instance(b, s.state);
     renderer().init_instance(b, s.state);  // already initialised: no second record
-    EXPECT_EQ(renderer().held_bytes(a), sizeof(miInteger));
-    EXPECT_EQ(renderer().held_bytes(), 2 * sizeof(miInteger));
     miInteger result = 0;
-    EXPECT_TRUE(renderer().call(b, &result, s.state));
-    EXPECT_EQ(result, 6);
+    EXPECT_TRUE(renderer().call(b, &result, s.state) && result == 6);
+    EXPECT_EQ(renderer().held_bytes(), 2 * sizeof(miInteger));
     void *record = renderer().instance(a)->user_pointer;
     renderer().exit_instance(a, s.state);
     EXPECT_EQ(renderer().held_bytes(a), 0u);
@@ -113,9 +109,8 @@ TEST_F(HostCore, FullExitReleasesThreadLocalsLastFirstThenTheRecord) {
   host::ShadingState s;
   renderer().init_instance(tag, s.state);
   void *record = renderer().instance(tag)->user_pointer;
-  void *first = renderer().allocate("thread", 1, 8);
-  void *third = renderer().allocate("thread", 3, 8);
-  void *fourth = renderer().allocate("thread", 4, 8);
+  void *first = renderer().allocate("thread", 1, 8), *third = renderer().allocate("thread", 3, 8),
+       *fourth = renderer().allocate("thread", 4, 8);
   renderer().instance(tag)->thread_locals = {first, nullptr, third, fourth, nullptr};
   renderer().exit_instance(tag, s.state);
   std::vector<void *> order;
@@ -135,23 +130,13 @@ TEST_F(HostCore, AllocatorAndMessagesReportWhatIsHeldAndStrayReleasesInOrder) {
   mi_warning("first %d", 1);
   mi_error("second %s", "two");
   int stack_value = 0;
-  renderer().release("file", 11, &stack_value);
-  renderer().release("file", 12, block);
-  renderer().release("file", 13, nullptr);
+  for (const auto &[line, released] : {std::pair{11, static_cast<void *>(&stack_value)}, {12, block}, {13, nullptr}})
+    renderer().release("file", line, released);
   EXPECT_EQ(renderer().held_bytes(), 0u);
   std::string log;
   for (const host::Message &m : renderer().messages()) log += m.level + ": " + m.text + "\n";
   EXPECT_EQ(log, "warning: first 1\nerror: second two\n"
                  "error: mi_mem_int_release: file:11 releases a block that is not allocated\n");
-}
-
-TEST_F(HostCore, MaterialsShadeWithAPlainInstanceAndRefuseAnUnknownTag) {
-  const miTag source = renderer().create_instance("test_source", {value("s", {"3"})});
-  host::ShadingState s;
-  SourceResult out{};
-  EXPECT_TRUE(CallMaterial(reinterpret_cast<miColor *>(&out), &s.state, source, 0));
-  EXPECT_EQ(out.s, 3.0f);
-  EXPECT_FALSE(CallMaterial(reinterpret_cast<miColor *>(&out), &s.state, 12345, 0));
 }
 
 }  // namespace

@@ -70,11 +70,11 @@ std::string as_one_line(const std::string &document) {
   return std::regex_replace(std::regex_replace(document, std::regex(",\n *"), ", "), std::regex("\n *"), "");
 }
 
-TEST(TavoEvalBatch, EachLineIsASeparateEvaluationWithAFreshSceneRecord) {
-  // A scene record or a failure of one line must not reach the next.
+// A scene record or a failure of one line must not reach the next; words are quoted as in a shell.
+TEST(TavoEvalBatch, EachLineIsASeparateEvaluationAndABadLineGetsAnErrorObject) {
   const char *lines[] = {
       "tavo_scale_meters_to_internal value=1 --scene unit_scale=0.0254",
-      "tavo_scale_meters_to_internal value=1",
+      "tavo_scale_meters_to_internal 'value'=\"1\" # metres",
       "tavo_Shd_Metal_spider type=3 patina=0.6 --ray eye --ray shadow",
       "tavo_decal",
       "tavo_Utility_ColorCorrection input=0.2,0.4,0.8,1 gamma=2.2 --no-scene",
@@ -82,30 +82,20 @@ TEST(TavoEvalBatch, EachLineIsASeparateEvaluationWithAFreshSceneRecord) {
   std::string text = "# a comment, then a blank line\n\n", expected;
   for (const char *line : lines) {
     text += std::string(line) + "\n";
-    expected += as_one_line(tavo(std::string("eval ") + line).out) + "\n";
+    expected += as_one_line(tavo(std::string("eval ") + line + "\n").out) + "\n";  // the shell's comment ends there too
   }
-  const ToolRun batch = tavo("eval --batch " + temp_file(text));
-  EXPECT_EQ(batch.status, 0) << batch.err;
-  EXPECT_EQ(batch.out, expected);
+  const ToolRun batch = tavo("eval --batch " + temp_file(text + "tavo_nothing\ntavo_scale_meters_to_internal \"value=3\n"
+                                                                "tavo_scale_meters_to_internal val\\ ue=1\n--library x\n"));
+  EXPECT_EQ(batch.status, 2);
+  EXPECT_EQ(batch.out, expected +
+                           "{\"line\": 8, \"error\": \"unknown shader 'tavo_nothing'\", \"status\": 2}\n"
+                           "{\"line\": 9, \"error\": \"unterminated \\\" quote\", \"status\": 2}\n"
+                           "{\"line\": 10, \"error\": \"unknown parameter 'val ue' of tavo_scale_meters_to_internal\", "
+                           "\"status\": 2}\n"
+                           "{\"line\": 11, \"error\": \"The following argument was not expected: --library\", \"status\": 2}\n");
   EXPECT_NE(batch.out.find("\"result\": 39.370079}], \"messages\": [], \"leaked_bytes\": 0}\n"), std::string::npos);
-  // standard input too
-  const ToolRun piped = tavo("eval --batch - < " + temp_file("tavo_Utility_bool_to_int value=on\n"));
+  const ToolRun piped = tavo("eval --batch - < " + temp_file("tavo_Utility_bool_to_int value=on\n"));  // standard input
   EXPECT_EQ(piped.out, as_one_line(tavo("eval tavo_Utility_bool_to_int value=on").out) + "\n");
-}
-
-TEST(TavoEvalBatch, WordsAreQuotedAsInAShellAndBadLinesGetAnErrorObject) {
-  const ToolRun r = tavo("eval --batch " + temp_file("tavo_scale_meters_to_internal 'value'=\"2\" # halves\n"
-                                                     "tavo_nothing\n"
-                                                     "tavo_scale_meters_to_internal \"value=3\n"
-                                                     "tavo_scale_meters_to_internal val\\ ue=1\n"
-                                                     "--library x\n"));
-  EXPECT_EQ(r.status, 2);
-  EXPECT_EQ(r.out, as_one_line(tavo(kMetres + "value=2").out) + "\n" +
-                       "{\"line\": 2, \"error\": \"unknown shader 'tavo_nothing'\", \"status\": 2}\n"
-                       "{\"line\": 3, \"error\": \"unterminated \\\" quote\", \"status\": 2}\n"
-                       "{\"line\": 4, \"error\": \"unknown parameter 'val ue' of tavo_scale_meters_to_internal\", "
-                       "\"status\": 2}\n"
-                       "{\"line\": 5, \"error\": \"The following argument was not expected: --library\", \"status\": 2}\n");
 }
 
 // One shader as text, and every field name of the JSON listing.
