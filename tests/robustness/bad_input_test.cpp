@@ -1,6 +1,5 @@
-// Hostile input and failing disks, through the tavo command as users meet
-// them: every row of docs/errors.md is a case here, checked for its one line
-// on standard error, its exit status and what it leaves on disk.
+// Hostile input and failing disks through the tavo command: every row of docs/errors.md is a case here, checked for
+// its one line on standard error, its exit status and what it leaves on disk.
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
@@ -17,32 +16,25 @@ namespace fs = std::filesystem;
 namespace tavo::test {
 namespace {
 
-// `command` run in `dir`.
 ToolRun run_in(const fs::path &dir, const std::string &command) { return shell("cd '" + dir.string() + "' && " + command); }
 
-fs::path folder(const std::string &name, const std::map<std::string, std::string> &files = {}) {  // fresh
+fs::path folder(const std::string &name, const std::map<std::string, std::string> &files = {}) {  // a fresh one
   const fs::path dir = fs::path(::testing::TempDir()) / "tavo_bad_input" / name;
   fs::remove_all(dir);
+  for (const auto &[file, text] : files)
+    fs::create_directories((dir / file).parent_path()), std::ofstream(dir / file, std::ios::binary) << text;
   fs::create_directories(dir);
-  for (const auto &[file, text] : files) {
-    fs::create_directories((dir / file).parent_path());
-    std::ofstream(dir / file, std::ios::binary) << text;
-  }
   return dir;
 }
 
 std::set<std::string> listing(const fs::path &dir) {
   std::set<std::string> names;
-  for (const fs::directory_entry &e : fs::directory_iterator(dir)) names.insert(e.path().filename().string());
+  for (const auto &e : fs::directory_iterator(dir)) names.insert(e.path().filename().string());
   return names;
 }
 
-const std::string kTool = TAVO_TOOL;
-const std::string kExamples = TAVO_EXAMPLES;
-const std::string kCamera = "camera \"c\" resolution 8 6 end camera\n";
-const std::string kLong(300, 'a');
-// An image every reader takes: the example checkerboard.
-const std::string kChecker = slurp(kExamples + "/checker.ppm");
+const std::string kTool = TAVO_TOOL, kCamera = "camera \"c\" resolution 8 6 end camera\n", kLong(300, 'a');
+const std::string kChecker = slurp(TAVO_EXAMPLES "/checker.ppm");  // an image every reader takes
 
 struct Case {
   const char *row;  // the row of docs/errors.md
@@ -154,11 +146,12 @@ TEST(BadInput, EachFailsWithOneLineItsStatusAndLeavesNothing) {
     const ToolRun run = run_in(dir, "timeout 20 sh -c \"" + with_tool(c.command) + "\"");
     EXPECT_EQ(run.status, c.status) << run.err;
     // One line from each command that runs the tool, or none when all went well.
-    const std::regex line("tavo: " + c.message + "\n");
-    const auto count = [](const std::string &text, const std::regex &re) {
+    const auto count = [](const std::string &text, const std::string &pattern) {
+      const std::regex re(pattern);
       return std::distance(std::sregex_iterator(text.begin(), text.end(), re), std::sregex_iterator());
     };
-    EXPECT_EQ(count(run.err, line), c.message.empty() ? 0 : count(c.command, std::regex("tavo "))) << run.err;
+    const std::string line = "tavo: " + c.message + "\n";
+    EXPECT_EQ(count(run.err, line), c.message.empty() ? 0 : count(c.command, "tavo ")) << run.err;
     EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), count(run.err, line)) << run.err;
     std::set<std::string> expected = before;
     expected.insert(c.added.begin(), c.added.end());
@@ -167,7 +160,7 @@ TEST(BadInput, EachFailsWithOneLineItsStatusAndLeavesNothing) {
 }
 
 TEST(BadInput, EveryRowOfTheDocumentIsChecked) {
-  std::ifstream doc(std::string(TAVO_EXAMPLES) + "/../docs/errors.md");
+  std::ifstream doc(TAVO_EXAMPLES "/../docs/errors.md");
   std::set<std::string> rows, checked = kCheckedBelow;
   for (const Case &c : cases()) checked.insert(c.row);
   bool in_table = false;
@@ -179,9 +172,7 @@ TEST(BadInput, EveryRowOfTheDocumentIsChecked) {
   EXPECT_EQ(rows, checked);
 }
 
-// A write that fails part way, for the formats people use most: the disk
-// full at the first bytes or later, the flush or the close failing. The
-// fault shim makes the hidden file fail the way a disk would.
+// The fault shim makes the hidden file fail as a disk would: full at the first bytes or later, the flush or the close.
 TEST(BadInput, AFailingWriteKeepsTheOldImageAndLeavesNoHiddenFile) {
   const std::pair<const char *, const char *> faults[] = {
       {"TAVO_FAULT=write TAVO_FAULT_AFTER=0", "No space left on device"},
@@ -203,21 +194,18 @@ TEST(BadInput, AFailingWriteKeepsTheOldImageAndLeavesNoHiddenFile) {
     }
 }
 
-// A signal while the hidden file exists removes it, and the signal still
-// ends the process as it would have.
+// A signal while the hidden file exists removes it, and still ends the process as it would have.
 TEST(BadInput, ASignalDuringAWriteRemovesTheHiddenFile) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     SCOPED_TRACE(signal);
     const fs::path dir = folder("signal");
-    const std::string target = (dir / "k.png").string();
-    std::string temporary;
     const pid_t child = fork();
     if (child == 0) {
-      host::OutputFile file(target, "image");
+      host::OutputFile file((dir / "k.png").string(), "image");
       file.write("half an image", 13);
       std::ofstream((dir / "temporary").string()) << file.temporary();
       std::raise(signal);
-      _exit(0);  // not reached
+      _exit(0);
     }
     int status = 0;
     waitpid(child, &status, 0);
