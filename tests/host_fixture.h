@@ -1,6 +1,4 @@
-// Tests run the library the way a renderer does: through the reference host,
-// which loads tavoshaders.so with dlopen and declares its shaders from the
-// declarations file beside it.
+// Tests run the library as a renderer does: through the reference host, which loads it and its declarations.
 #pragma once
 
 #include <gtest/gtest.h>

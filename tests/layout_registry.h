@@ -1,7 +1,5 @@
-// The library's own records, described for the check that the declarations
-// file lays every shader out exactly as the library reads it. Each shader's
-// test file registers its records; layout_test.cpp compares them with the
-// host's layout of the declarations.
+// The library's own records as each shader's test file registers them; layout_test.cpp compares them with the
+// host's layout of the declarations file.
 #pragma once
 
 #include <cstddef>

@@ -1,5 +1,4 @@
-// The tavo tool run as a user runs it: its exit status, standard output and
-// standard error kept apart. Every file is a fresh one, as ctest runs tests side by side.
+// The tavo tool run as a user runs it: exit status, standard output and standard error apart, in fresh files.
 #pragma once
 
 #include <gtest/gtest.h>
