@@ -1,6 +1,5 @@
 // Generic forwarding entries: resolution, arguments and results, failures, unwinding and concurrent first calls.
 #include <algorithm>
-#include <cstdlib>
 #include <latch>
 #include <string>
 #include <thread>
@@ -13,32 +12,12 @@ using namespace bindingtest;
 namespace {
 
 using VersionFn = const char *(*)();
-
 std::string version_text(VersionFn fn) {
   const char *text = fn();
   return text ? text : "(null)";
 }
 
 }  // namespace
-
-// In a fresh copy of the test program, where miSetModuleHandle has never been called.
-TEST(BindingResolution, CallBeforeAnyHandleWritesBothMessagesWithHandleZeroThenResolvesOnceGiven) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_EXIT(
-      {
-        auto version = entry<VersionFn>("mi_raylib_version");
-        CaptureStderr();
-        const bool unresolved = version() == nullptr && version() == nullptr;
-        std::string out = GetCapturedStderr() + "|";
-        set_module(fake_module(1));
-        CaptureStderr();
-        out += version_text(version) + "|" + GetCapturedStderr();
-        const std::string lines = failure_text("mi_raylib_version", nullptr, null_handle_error);
-        std::fprintf(stderr, "%s", out.c_str());
-        std::_Exit(unresolved && out == lines + lines + "|fake renderer 1|" ? 0 : 1);
-      },
-      testing::ExitedWithCode(0), "");
-}
 
 // An entry kept out of the export table resolves and forwards like the others.
 TEST(BindingResolution, SecondModuleHandleMakesEveryEntryLookUpItsNameAgain) {
