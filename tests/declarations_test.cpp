@@ -1,5 +1,4 @@
-// The declarations parser: layouts the host hands the library, and the errors
-// a malformed file gets.
+// The declarations parser: layouts the host hands the library, gui blocks, and the errors a malformed file gets.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -15,16 +14,22 @@ std::string error_of(const std::string &text) {
   return test::error_of([&] { parse_declarations(text, "shaders.mi"); });
 }
 
-TEST(Declarations, LaysOutParametersAndStructResultsFieldAfterField) {
+TEST(Declarations, LaysOutParametersAndStructResultsFieldAfterFieldAndReadsGuiBlocks) {
   const auto decls = parse_declarations(R"(
     declare shader color "mix" (
         boolean "on", color "tint" default 1 0 0, vector "dir", shader "map",
         array struct "layers" { scalar "w", color "c" },  # 36: index, 40: count, 44: one element of 20 bytes
         color texture "tex", transform "m", integer "last"
     ) version 1 end declare
-    declare shader struct { color "a", scalar "b", integer "c" } "s" () version 1 end declare)",
+    declare shader struct { color "a", scalar "b", integer "c" } "s" () version 1 end declare
+    declare shader scalar "metal" (integer "type", scalar "patina", color "tint") version 1
+    gui "gui_metal" {
+        control "type" "integer" ("item" 0 "plain", "item" 1 "", "item" 3 "patinated" "aged", "uiName" "T" "x", "hidden")
+        control "patina" "scalar" ("range" 0 1)
+    }
+    end declare)",
                                         "a.mi");
-  ASSERT_EQ(decls.size(), 2u);
+  ASSERT_EQ(decls.size(), 3u);
   const ShaderDeclaration &d = decls[0];
   std::vector<std::size_t> offsets;
   for (const Field &f : d.parameters.fields) offsets.push_back(f.offset);
@@ -34,6 +39,15 @@ TEST(Declarations, LaysOutParametersAndStructResultsFieldAfterField) {
   EXPECT_EQ(d.parameter("tex")->type.name() + " " + d.parameter("tint")->default_words.at(0), "color texture 1");
   const Type &r = decls[1].result;
   EXPECT_TRUE(r.fields.size() == 3u && r.fields[2].offset == 20u && r.size() == 24u);
+  // a gui block bounds values without changing the layout; what the CLI tests cannot see: a meaning is no name,
+  // NaN is in no range, sparse items
+  const ShaderDeclaration &metal = decls[2];
+  EXPECT_EQ(metal.parameters.size(), 24u);
+  const Control &type = *metal.control("type");
+  EXPECT_TRUE(type.value_named("aged") == 3 && type.value_named("plain") == std::nullopt);
+  EXPECT_EQ(type.bounds(), "one of 0, 1, 3");
+  EXPECT_TRUE(metal.control("patina")->allows(1) && !metal.control("patina")->allows(std::nan("")));
+  EXPECT_EQ(metal.control("tint"), nullptr);
 }
 
 TEST(Declarations, MalformedFilesNameFileLineAndWhatWasExpected) {
@@ -85,28 +99,6 @@ TEST(Declarations, MalformedFilesNameFileLineAndWhatWasExpected) {
        "1: expected ')' closing the parameters, found end of file"},
   };
   for (const auto &[text, error] : cases) EXPECT_EQ(error_of(text), "shaders.mi:" + error) << text;
-}
-
-// A gui block bounds values without changing the layout; what the CLI tests
-// cannot see: a meaning is no name, NaN is in no range, sparse items.
-TEST(Declarations, AGuiBlockGivesValuesRangesAndDescriptions) {
-  const auto decls = parse_declarations(R"(
-    declare shader scalar "metal" (integer "type", scalar "patina", color "tint") version 1
-    gui "gui_metal" {
-        control "type" "integer" ("item" 0 "plain", "item" 1 "", "item" 3 "patinated" "aged", "uiName" "T" "x", "hidden")
-        control "patina" "scalar" ("range" 0 1)
-    }
-    end declare)",
-                                        "a.mi");
-  const ShaderDeclaration &d = decls.at(0);
-  EXPECT_EQ(d.parameters.size(), 24u);
-  const Control &type = *d.control("type");
-  EXPECT_EQ(type.value_named("aged"), 3);
-  EXPECT_EQ(type.value_named("plain"), std::nullopt);
-  EXPECT_EQ(type.bounds(), "one of 0, 1, 3");
-  EXPECT_TRUE(d.control("patina")->allows(1));
-  EXPECT_FALSE(d.control("patina")->allows(std::nan("")));
-  EXPECT_EQ(d.control("tint"), nullptr);
 }
 
 // A shipped material hands its converter's parameters on unchanged, in order, through its interface.

@@ -1,5 +1,4 @@
-// Tests of the reference host as a renderer: scenes, rays, textures and
-// shader calls, with the host's own helper shaders loaded beside the library.
+// The reference host as a renderer: scenes, rays, textures and shader calls, with its helper shaders loaded.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -41,8 +40,7 @@ class SceneTest : public HostTest {
 
   static miTag tag(const std::string &name) { return renderer().named(name); }
 
-  // A file in a directory of the test's own (ctest runs tests side by side),
-  // for images and meshes.
+  // A file in a directory of the test's own (ctest runs tests side by side).
   static std::string write_file(const std::string &name, const std::string &text) {
     const std::filesystem::path dir = std::filesystem::path(::testing::TempDir()) / "tavo_host_tests" /
                                       ::testing::UnitTest::GetInstance()->current_test_info()->name();
@@ -53,8 +51,7 @@ class SceneTest : public HostTest {
   }
 };
 
-// A scene test whose shaders read images the test writes, and whose
-// instances must all have released their memory when it ends.
+// A scene test whose shaders read images it writes, and whose instances must release all their memory.
 class TexturedSceneTest : public SceneTest {
  protected:
   void TearDown() override {
