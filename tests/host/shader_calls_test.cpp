@@ -1,6 +1,7 @@
-// Shaders calling shaders through the host: mi_call_shader with its extra argument, connections that follow the
-// state, materials, refraction and transparent traces with their depths, and shader-state values. Eye and
-// reflection traces and the environment show in the example renders (tests/render).
+// Shaders calling shaders through the host: connections that follow the state, materials, refraction and transparent
+// traces with their depths, and shader-state values. Eye and reflection traces and the environment show in the
+// example renders (tests/render); the extra argument of mi_call_shader_x in tex_lookup_test.cpp (texture remaps)
+// and lightmap_switcher_test.cpp.
 #include <bit>
 
 #include "scene_fixture.h"
@@ -9,31 +10,6 @@ namespace tavo::test {
 namespace {
 
 class ShaderCalls : public SceneTest {};
-
-TEST_F(ShaderCalls, TheExtraArgumentReachesTheShaderForEveryType) {
-  load(R"(
-    shader "remap" "tavo_host_coord" ( "remap" on, "scale" 2 2 2, "offset" 0 0 1 )
-    shader "plain" "tavo_host_coord" ( "scale" 2 2 2 )
-  )");
-  host::ShadingState s;
-  s.tex_list[0] = {0.25f, 0.5f, 0};
-  for (const int type : {miSHADER_MATERIAL, miSHADER_TEXTURE, miSHADER_LIGHTMAP}) {
-    SCOPED_TRACE(type);
-    const auto call = [&](const char *shader, miVector *argument) {
-      miColor out{};  // a vector result fills the first three channels
-      EXPECT_TRUE(mi_call_shader_x(&out, type, &s.state, tag(shader), argument));
-      return miVector{out.r, out.g, out.b};
-    };
-    miVector argument{1, 2, 3};
-    expect_near(call("remap", &argument), {2, 4, 7}, 0, "remapped argument");
-    expect_near(call("remap", nullptr), {0.5f, 1, 1}, 0, "no argument: the state's coordinate");
-    expect_near(call("plain", &argument), {0.5f, 1, 0}, 0, "without remap the argument is ignored");
-  }
-  miColor out{};
-  EXPECT_FALSE(mi_call_shader(&out, miSHADER_TEXTURE, &s.state, 4242));
-  ASSERT_EQ(renderer().messages().size(), 1u);
-  EXPECT_EQ(renderer().messages()[0].text, "mi_call_shader: tag 4242 is neither a shader nor a material");
-}
 
 TEST_F(ShaderCalls, ConnectionsFollowTheStateTheMaterialIsShadedAt) {
   load(R"(
@@ -59,6 +35,9 @@ TEST_F(ShaderCalls, ConnectionsFollowTheStateTheMaterialIsShadedAt) {
   ASSERT_TRUE(CallMaterial(&out, &s.state, tag("floor"), 0));
   EXPECT_EQ(out.r, 1.0f);
   EXPECT_FALSE(CallMaterial(&out, &s.state, 12345, 0));  // no such material
+  EXPECT_FALSE(mi_call_shader(&out, miSHADER_TEXTURE, &s.state, 4242));
+  ASSERT_EQ(renderer().messages().size(), 1u);
+  EXPECT_EQ(renderer().messages()[0].text, "mi_call_shader: tag 4242 is neither a shader nor a material");
 }
 
 TEST_F(ShaderCalls, InstancesFirstCalledWhileShadingAreInitialisedOnceAndWideResultsRefused) {
