@@ -127,11 +127,11 @@ TEST(BindingArguments, VariadicCallKeepsItsArgumentsAndStackAlignment) {
     EXPECT_EQ((fake_record(1)->variadic_rsp + 8) % 16, 0u) << "callee entered with a misaligned stack";
   };
   set_module(fake_module(1));
-  EXPECT_EQ(echo(3, 1.0, 2.0, 3.0), 123.0);  // the first call
-  expect_entered(3);
-  EXPECT_EQ(echo(3, 1.0, 2.0, 3.0), 123.0);
-  expect_entered(3);
-  set_module(fake_module(1));
+  for (int round = 0; round < 2; ++round) {  // the first call, then a resolved one
+    EXPECT_EQ(echo(3, 1.0, 2.0, 3.0), 123.0);
+    expect_entered(3);
+  }
+  set_module(fake_module(1));  // a first call again, with no vector register
   EXPECT_EQ(echo(0), 0.0);
   expect_entered(0);
   EXPECT_EQ(echo(9, 1.0, 2.0, 3.0, 4.0, 5.0, 6.0, 7.0, 8.0, 9.0), 123456789.0);

@@ -157,10 +157,7 @@ FakeRecord *fake_record(int id) {
   return fn();
 }
 
-void fake_reset(int id) {
-  *fake_record(id) = FakeRecord{};
-  fake_record(id)->id = id;
-}
+void fake_reset(int id) { *fake_record(id) = FakeRecord{}; }
 
 void set_module(void *handle) { entry<void (*)(void *)>("miSetModuleHandle")(handle); }
 

@@ -23,7 +23,7 @@
 #define FAKE_STR2(x) #x
 #define FAKE_STR(x) FAKE_STR2(x)
 
-static FakeRecord record = {.id = FAKE_RENDERER_ID};
+static FakeRecord record;
 
 FAKE_EXPORT FakeRecord *fake_renderer_record(void) { return &record; }
 

@@ -17,7 +17,7 @@ typedef struct FakeDoublePair {
 } FakeDoublePair;
 
 typedef struct FakeRecord {
-  int id, calls;               /* FAKE_RENDERER_ID; calls into any recording function */
+  int calls;                   /* calls into any recording function */
   char entry[32];              /* the recording function called last */
   unsigned long long args[20]; /* its arguments as read: integers sign-extended, pointers, the bits of doubles */
   int arg_count;
