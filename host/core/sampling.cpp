@@ -13,41 +13,50 @@ inline std::uint32_t reverse_bits(std::uint32_t x) {
   return ((x & 0x55555555u) << 1) | ((x & 0xaaaaaaaau) >> 1);
 }
 
-// Owen scrambling as a hash that only ever carries bits upwards, applied to
-// the bit-reversed value (Laine and Karras; Burley, "Practical hash-based
-// Owen scrambling", 2020).
-std::uint32_t owen_scramble(std::uint32_t x, std::uint32_t seed) {
-  x = reverse_bits(x);
+// Owen scrambling as a hash that only ever carries bits upwards (Laine and
+// Karras; Burley, "Practical hash-based Owen scrambling", 2020). It works on
+// bit-reversed values; the sampler below keeps its values reversed between
+// scrambles instead of reversing them back and forth.
+std::uint32_t laine_karras(std::uint32_t x, std::uint32_t seed) {
   x += seed;
   x ^= x * 0x6c50b47cu;
   x ^= x * 0xb82f1e52u;
   x ^= x * 0xc7afe638u;
   x ^= x * 0x8d22f6e6u;
-  return reverse_bits(x);
+  return x;
 }
 
-// The first two Sobol dimensions: the van der Corput sequence and its partner.
-std::uint32_t sobol_0(std::uint32_t index) { return reverse_bits(index); }
-
-// The second dimension XORs one direction number per set bit of the index;
-// tables of those XORs for each byte of the index give it in four lookups.
+// The first Sobol dimension is the van der Corput sequence, the bit reversal
+// of the index. The second XORs one
+// direction number per set bit of the index; with both the index and the
+// result reversed, it is still one XOR per set bit, and tables of those XORs
+// for each byte give it in four lookups.
 struct SobolTables {
   std::uint32_t byte[4][256];
   constexpr SobolTables() : byte{} {
     std::uint32_t direction[32] = {};
     std::uint32_t v = 1u << 31;
     for (int bit = 0; bit < 32; ++bit, v ^= v >> 1) direction[bit] = v;
+    // bit k of the reversed index is bit 31 - k of the index; its direction number is then reversed
+    std::uint32_t reversed[32] = {};
+    for (int k = 0; k < 32; ++k) {
+      std::uint32_t r = 0;
+      for (int b = 0; b < 32; ++b)
+        if (direction[31 - k] & (1u << b)) r |= 1u << (31 - b);
+      reversed[k] = r;
+    }
     for (int b = 0; b < 4; ++b)
       for (int value = 0; value < 256; ++value)
         for (int bit = 0; bit < 8; ++bit)
-          if (value & (1 << bit)) byte[b][value] ^= direction[8 * b + bit];
+          if (value & (1 << bit)) byte[b][value] ^= reversed[8 * b + bit];
   }
 };
 constexpr SobolTables kSobol;
 
-std::uint32_t sobol_1(std::uint32_t index) {
-  return kSobol.byte[0][index & 0xff] ^ kSobol.byte[1][(index >> 8) & 0xff] ^ kSobol.byte[2][(index >> 16) & 0xff] ^
-         kSobol.byte[3][index >> 24];
+// The second Sobol dimension of an index, both given bit-reversed.
+std::uint32_t sobol_1_reversed(std::uint32_t reversed_index) {
+  return kSobol.byte[0][reversed_index & 0xff] ^ kSobol.byte[1][(reversed_index >> 8) & 0xff] ^
+         kSobol.byte[2][(reversed_index >> 16) & 0xff] ^ kSobol.byte[3][reversed_index >> 24];
 }
 
 float unit(std::uint32_t bits) { return static_cast<float>(bits >> 8) * (1.0f / 16777216.0f); }
@@ -63,10 +72,12 @@ void sample_2d(SamplerKind kind, int x, int y, int index, std::uint32_t dimensio
     return;
   }
   const std::uint32_t seed = hash32({px, py, dimension});
-  // the pixel's own order of the points: a nested uniform shuffle of the index
-  const std::uint32_t shuffled = owen_scramble(static_cast<std::uint32_t>(index), seed);
-  out[0] = unit(owen_scramble(sobol_0(shuffled), hash32({seed, 1})));
-  out[1] = unit(owen_scramble(sobol_1(shuffled), hash32({seed, 2})));
+  // the pixel's own order of the points: a nested uniform shuffle of the
+  // index (kept reversed), then each coordinate scrambled
+  const std::uint32_t shuffled = laine_karras(reverse_bits(static_cast<std::uint32_t>(index)), seed);
+  // the first dimension of the shuffled index is the index reversed: that is, not reversed here
+  out[0] = unit(reverse_bits(laine_karras(reverse_bits(shuffled), hash32({seed, 1}))));
+  out[1] = unit(reverse_bits(laine_karras(sobol_1_reversed(shuffled), hash32({seed, 2}))));
 }
 
 }  // namespace tavo::host
