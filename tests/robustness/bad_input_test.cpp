@@ -8,6 +8,8 @@
 #include <set>
 #include <vector>
 
+#include <unistd.h>
+
 #include "files.h"
 #include "tool_run.h"
 
@@ -18,8 +20,17 @@ namespace {
 
 ToolRun run_in(const fs::path &dir, const std::string &command) { return shell("cd '" + dir.string() + "' && " + command); }
 
+// A folder of this process's own, removed at exit: other runs of the tests may share the machine.
+const fs::path &root() {
+  static const struct Root {
+    fs::path path = fs::path(::testing::TempDir()) / ("tavo_bad_input." + std::to_string(getpid()));
+    ~Root() { std::error_code ignored; fs::remove_all(path, ignored); }
+  } r;
+  return r.path;
+}
+
 fs::path folder(const std::string &name, const std::map<std::string, std::string> &files = {}) {  // a fresh one
-  const fs::path dir = fs::path(::testing::TempDir()) / "tavo_bad_input" / name;
+  const fs::path dir = root() / name;
   fs::remove_all(dir);
   for (const auto &[file, text] : files)
     fs::create_directories((dir / file).parent_path()), std::ofstream(dir / file, std::ios::binary) << text;
