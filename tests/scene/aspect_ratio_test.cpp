@@ -4,17 +4,12 @@
 #include <tuple>
 
 #include "host/scene_fixture.h"
-#include "layout_registry.h"
 #include "scene/readout.h"
 
 namespace tavo::test {
 namespace {
 
 using readout::ImageParams;
-TAVO_LAYOUT("tavo_aspect_ratio_height_per_width", Parameters, ImageParams, TAVO_FIELD(ImageParams, image),
-            TAVO_FIELD(ImageParams, multiplier));
-TAVO_LAYOUT("tavo_aspect_ratio_width_per_height", Parameters, ImageParams, TAVO_FIELD(ImageParams, image),
-            TAVO_FIELD(ImageParams, multiplier));
 
 constexpr const char *kHeightPerWidth = "tavo_aspect_ratio_height_per_width";
 constexpr const char *kWidthPerHeight = "tavo_aspect_ratio_width_per_height";

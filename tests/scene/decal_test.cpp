@@ -6,18 +6,11 @@
 #include <limits>
 
 #include "host/scene_fixture.h"
-#include "layout_registry.h"
 #include "scene/tavo_decal.h"
 #include "values.h"
 
 namespace tavo::test {
 namespace {
-
-using decal::Params;
-TAVO_LAYOUT("tavo_decal", Parameters, Params, TAVO_FIELD(Params, material),
-            FieldLayout{"decal_materials", offsetof(Params, i_decal_materials)},
-            FieldLayout{"corner_0_1", offsetof(Params, i_corner_0_1)}, FieldLayout{"corner_1_1", offsetof(Params, i_corner_1_1)},
-            FieldLayout{"corner_1_0", offsetof(Params, i_corner_1_0)}, FieldLayout{"corner_0_0", offsetof(Params, i_corner_0_0)});
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 const miColor kUntouched{-1, -2, -3, -4};

@@ -1,15 +1,10 @@
 // Environment switch: a plain background colour for what the camera sees
 // directly, the named environment shader for every other lookup.
 #include "host/scene_fixture.h"
-#include "layout_registry.h"
 #include "scene/tavo_environment.h"
 
 namespace tavo::test {
 namespace {
-
-using environment::Params;
-TAVO_LAYOUT("tavo_environment", Parameters, Params, TAVO_FIELD(Params, environment_shader),
-            TAVO_FIELD(Params, use_background_color), TAVO_FIELD(Params, background_color));
 
 const miColor kBackground{0.1f, 0.2f, 0.3f, 0.4f};
 const miColor kSky{0.5f, 0.6f, 0.7f, 1.0f};

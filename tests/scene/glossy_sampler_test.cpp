@@ -5,16 +5,11 @@
 #include <optional>
 
 #include "host/scene_fixture.h"
-#include "layout_registry.h"
 #include "scene/tavo_Core_Glossy_Sampler.h"
 #include "values.h"
 
 namespace tavo::test {
 namespace {
-
-using glossy_sampler::Params;
-TAVO_LAYOUT("tavo_core_glossy_sampler", Parameters, Params, TAVO_FIELD(Params, reject_outliers),
-            TAVO_FIELD(Params, outlier_factor));
 
 // Brightness sums 1, 1, 1 and 10; alphas differ so that alpha's own average shows.
 const std::vector<miColor> kOneBright = {

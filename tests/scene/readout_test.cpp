@@ -2,16 +2,10 @@
 #include <gtest/gtest.h>
 
 #include "host_fixture.h"
-#include "layout_registry.h"
 #include "scene/readout.h"
 
 namespace tavo::test {
 namespace {
-
-using readout::SamplesParams;
-const RegisterLayout area_parameters{{"tavo_area_shadow_samples", RecordLayout::Parameters, 0, {}}};
-TAVO_LAYOUT("tavo_blurred_reflection_multiplier", Parameters, SamplesParams, TAVO_FIELD(SamplesParams, samples));
-TAVO_LAYOUT("tavo_blurred_refraction_multiplier", Parameters, SamplesParams, TAVO_FIELD(SamplesParams, samples));
 
 class Readouts : public HostTest {
  protected:

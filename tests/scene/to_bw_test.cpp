@@ -1,14 +1,10 @@
 // Black-and-white lens: the traced colour turned into a weighted grey.
 #include "host/scene_fixture.h"
-#include "layout_registry.h"
 #include "scene/to_bw.h"
 #include "values.h"
 
 namespace tavo::test {
 namespace {
-
-using to_bw::Params;
-TAVO_LAYOUT("to_bw", Parameters, Params, TAVO_FIELD(Params, weights));
 
 class ToBw : public SceneTest {
  protected:

@@ -8,18 +8,12 @@
 #include <tuple>
 
 #include "host_fixture.h"
-#include "layout_registry.h"
 #include "platform.h"
 #include "scene/unit_scaling.h"
 #include "values.h"
 
 namespace tavo::test {
 namespace {
-
-using unit_scaling::Params;
-TAVO_LAYOUT("tavo_scale_meters_to_internal", Parameters, Params, TAVO_FIELD(Params, value));
-TAVO_LAYOUT("tavo_scale_internal_to_meters", Parameters, Params, TAVO_FIELD(Params, value));
-TAVO_LAYOUT("tavo_scale_meters_to_internal_inverse", Parameters, Params, TAVO_FIELD(Params, value));
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInf = std::numeric_limits<float>::infinity();

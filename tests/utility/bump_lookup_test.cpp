@@ -8,14 +8,6 @@
 namespace tavo::test {
 namespace {
 
-using bump_lookup::Params;
-#define F(field) TAVO_FIELD(Params, field)
-TAVO_LAYOUT("tavo_Utility_BumpLookup", Parameters, Params, F(coord), F(filter), F(disc_r), F(eccmax), F(max_minor),
-            F(circle_radius), F(bilinear), F(space), F(remap), F(u), F(v), F(step), F(factor), F(index), F(use_probe),
-            F(tex_0), F(tex_1), F(tex_2), F(tex_3), F(tex_4), F(tex_5), F(tex_6), F(tex_7), F(color_0), F(color_1),
-            F(color_2), F(color_3), F(color_4), F(color_5), F(color_6), F(color_7));
-#undef F
-
 miVector unit(miVector v) {
   const float len = std::sqrt(v.x * v.x + v.y * v.y + v.z * v.z);
   return {v.x / len, v.y / len, v.z / len};

@@ -8,13 +8,6 @@
 namespace tavo::test {
 namespace {
 
-using color_correction::Params;
-TAVO_LAYOUT("tavo_Utility_ColorCorrection", Parameters, Params, TAVO_FIELD(Params, input), TAVO_FIELD(Params, gamma),
-            TAVO_FIELD(Params, gain), TAVO_FIELD(Params, bias), TAVO_FIELD(Params, hue), TAVO_FIELD(Params, saturation),
-            TAVO_FIELD(Params, value), TAVO_FIELD(Params, invert), TAVO_FIELD(Params, highlight),
-            TAVO_FIELD(Params, highlight_multiplier), TAVO_FIELD(Params, highlight_threshold),
-            TAVO_FIELD(Params, highlight_exponent), TAVO_FIELD(Params, precompute));
-
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInf = std::numeric_limits<float>::infinity();
 

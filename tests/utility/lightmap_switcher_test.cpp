@@ -10,9 +10,6 @@
 namespace tavo::test {
 namespace {
 
-using lightmap_switcher::Params;
-TAVO_LAYOUT("tavo_Utility_LightmapSwitcher", Parameters, Params, TAVO_FIELD(Params, lightmap), TAVO_FIELD(Params, enable));
-
 constexpr int kVertexPhase = 21;
 
 // One light-map call of the renderer with `argument` as its fourth argument:

@@ -9,10 +9,6 @@
 namespace tavo::test {
 namespace {
 
-using multi_mixer::MixerLayer;
-using multi_mixer::Params;
-TAVO_LAYOUT("tavo_Utility_MultiMixer", Parameters, Params, (FieldLayout{"layers", offsetof(Params, i_layers)}),
-            TAVO_FIELD(Params, layer_index), TAVO_FIELD(Params, single_layer), TAVO_FIELD(Params, mode));
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 const miColor kUnwritten{-7, -7, -7, -7};
@@ -62,25 +58,6 @@ class MultiMixer : public SceneTest {
     return mix({shader(0, layer(B, 0)), shader(1, layer(L, 1)), at(1, "blend", {std::to_string(blend)}), at(1, "mask", mask)});
   }
 };
-
-TEST_F(MultiMixer, TheLayerElementAndTheArrayStorageMatchTheDeclaration) {
-  const auto decls = host::read_declarations(TAVO_DECLARATIONS);
-  const auto it = std::find_if(decls.begin(), decls.end(), [](const auto &d) { return d.name == "tavo_Utility_MultiMixer"; });
-  ASSERT_NE(it, decls.end());
-  const host::Field *layers = it->parameter("layers");
-  ASSERT_TRUE(layers != nullptr && layers->type.kind == host::Kind::Array);
-  const host::Type &element = *layers->type.element;
-  EXPECT_EQ(element.size(), sizeof(MixerLayer));
-  const std::pair<const char *, std::size_t> fields[] = {
-      {"shader", offsetof(MixerLayer, shader)}, {"mask", offsetof(MixerLayer, mask)}, {"blend", offsetof(MixerLayer, blend)},
-      {"weight", offsetof(MixerLayer, weight)}, {"mute", offsetof(MixerLayer, mute)}};
-  ASSERT_EQ(element.fields.size(), std::size(fields));
-  for (std::size_t i = 0; i < std::size(fields); ++i) {
-    EXPECT_EQ(element.fields[i].name, fields[i].first);
-    EXPECT_EQ(element.fields[i].offset, fields[i].second) << fields[i].first;
-  }
-  EXPECT_EQ(offsetof(Params, layers) - offsetof(Params, i_layers), host::kArrayStorageOffset);
-}
 
 // Each mode on four channel pairs (B, L) under a mask of mean 0.5: masked
 // modes use m inside the formula, and every mode is then faded half way.

@@ -9,14 +9,6 @@
 namespace tavo::test {
 namespace {
 
-using tex_lookup::Params;
-#define F(field) TAVO_FIELD(Params, field)
-TAVO_LAYOUT("tavo_Utility_TexLookup", Parameters, Params, F(coord), F(filter), F(disc_r), F(eccmax), F(max_minor),
-            F(circle_radius), F(bilinear), F(space), F(remap), F(gamma), F(index), F(use_color), F(tex_0), F(tex_1),
-            F(tex_2), F(tex_3), F(tex_4), F(tex_5), F(tex_6), F(tex_7), F(color_0), F(color_1), F(color_2), F(color_3),
-            F(color_4), F(color_5), F(color_6), F(color_7));
-#undef F
-
 const miColor kWhite{1, 1, 1, 1};
 
 // A plain lookup at a white checker texel's centre gives exactly white; a

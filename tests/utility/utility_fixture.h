@@ -14,7 +14,6 @@
 #include <vector>
 
 #include "host_fixture.h"
-#include "layout_registry.h"
 #include "values.h"
 
 // Internal to each test file (an unnamed namespace): other folders' fixtures

@@ -8,13 +8,6 @@ namespace tavo::test {
 namespace {
 
 using namespace value_converters;
-TAVO_LAYOUT("tavo_Utility_bool_to_int", Parameters, BoolToIntParams, TAVO_FIELD(BoolToIntParams, value));
-TAVO_LAYOUT("tavo_Utility_scale_zero_up", Parameters, ScaleZeroUpParams, TAVO_FIELD(ScaleZeroUpParams, value),
-            TAVO_FIELD(ScaleZeroUpParams, offset));
-TAVO_LAYOUT("tavo_Utility_color_to_bool", Parameters, ColorToBoolParams, TAVO_FIELD(ColorToBoolParams, color),
-            TAVO_FIELD(ColorToBoolParams, threshold));
-TAVO_LAYOUT("tavo_Utility_color_to_bool", Result, ColorToBoolResult, TAVO_FIELD(ColorToBoolResult, r),
-            TAVO_FIELD(ColorToBoolResult, g), TAVO_FIELD(ColorToBoolResult, b));
 
 using ValueConverters = HostTest;
 
