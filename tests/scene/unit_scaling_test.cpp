@@ -1,5 +1,4 @@
-// Unit scaling between metres and scene units, and the shader-level init and
-// exit that every scene shader with instance records shares.
+// Unit scaling between metres and scene units.
 #include <gtest/gtest.h>
 
 #include <limits>
@@ -8,7 +7,6 @@
 #include <tuple>
 
 #include "host_fixture.h"
-#include "platform.h"
 #include "scene/unit_scaling.h"
 #include "values.h"
 
@@ -78,28 +76,6 @@ TEST_F(UnitScaling, ValueIsReadOnEveryCallFromAConnectionTooTheFactorOnlyAtInit)
   for (const auto &call : calls) {
     EXPECT_TRUE(call.returned);
     EXPECT_EQ(*reinterpret_cast<const float *>(call.result.data()), 8.0f);
-  }
-}
-
-TEST_F(UnitScaling, EveryShaderLevelInitOnlyRequestsInstanceInits) {
-  std::string why;
-  void *lib = host::platform::load_module(TAVO_LIBRARY, why);
-  ASSERT_NE(lib, nullptr) << why;
-  using Init = void (*)(miState *, void *, miBoolean *);
-  using Exit = void (*)(miState *, void *);
-  for (const char *name : {kToInternal, kToMeters, kInverse, "tavo_area_shadow_samples", "tavo_blurred_reflection_multiplier",
-                           "tavo_blurred_refraction_multiplier", "tavo_aspect_ratio_height_per_width",
-                           "tavo_aspect_ratio_width_per_height", "tavo_core_glossy_sampler", "tavo_decal"}) {
-    const auto init = reinterpret_cast<Init>(host::platform::find_symbol(lib, (std::string(name) + "_init").c_str()));
-    const auto exit = reinterpret_cast<Exit>(host::platform::find_symbol(lib, (std::string(name) + "_exit").c_str()));
-    ASSERT_TRUE(init != nullptr && exit != nullptr) << name;
-    miBoolean request = miFALSE;
-    host::ShadingState s;
-    init(&s.state, nullptr, &request);
-    EXPECT_EQ(request, miTRUE) << name;
-    exit(&s.state, nullptr);
-    EXPECT_EQ(renderer().held_bytes(), 0u) << name;
-    EXPECT_TRUE(renderer().releases().empty()) << name;
   }
 }
 
