@@ -47,49 +47,37 @@ TEST_F(Glass, SolidPresetColoursBecomeTheFalloffColour) {
   EXPECT_EQ(run<solid_glass::Ready>(kSolid, {value("roughness", {"1.5"})}).glossiness, 1.0f - 1.5f);  // unclamped
 }
 
-// A custom colour follows this call's reflectance (unclamped) and colour; a 0
-// reflectance gives white and the colour unchanged.
-TEST_F(Glass, ASolidCustomColourIsDerivedAgainOnEveryCall) {
-  LiveInstance live(kSolid, {value("glass_color", {"6"}), value("custom_color", {"0.3", "0.5", "0.7", "1"}),
-                             value("front_reflectance", {"0.2"}), value("falloff_distance", {"4"})});
-  const std::pair<float, miColor> cases[] = {
-      {0.2f, {0.3f, 0.5f, 0.7f, 1.0f}}, {0.0005f, {0.9f, 0.1f, 0.2f, 0.5f}},  // no clamp per call
-      {-0.0f, {0.25f, 0.5f, 1.0f, 0.0f}},
-  };
-  for (const auto &[v, color] : cases) {
-    SCOPED_TRACE(testing::Message() << "reflectance " << v);
-    live.set(offsetof(solid_glass::Params, front_reflectance), v);
-    live.set(offsetof(solid_glass::Params, custom_color), color);
-    const auto r = live.call<solid_glass::Ready>();
-    const float f = unreflected(v);
-    EXPECT_EQ(r.refresh_per_call, miTRUE);
-    EXPECT_COLOR_EQ(r.reflection_color, 1.0f, 1.0f, 1.0f, 1.0f);
-    EXPECT_EQ(r.brdf_0_degree, v == 0.0f ? 0.0f : brightness(v, v, v) / brightness(1.0f, 1.0f, 1.0f));
-    EXPECT_COLOR_EQ(r.refraction_falloff_color, color.r * f, color.g * f, color.b * f, 1.0f);
-    EXPECT_EQ(r.falloff_distance, 4.0f);
-  }
-}
-
-// The scene flag keeps a custom colour as init derived it, clamp included;
+// A custom colour follows each call's reflectance (unclamped; 0 gives white)
+// and colour; the scene flag keeps it as init derived it, clamp included, and
 // preset colours are never refreshed.
-TEST_F(Glass, SolidColoursOfInitStayUnderTheSceneFlagAndForPresets) {
+TEST_F(Glass, ASolidCustomColourIsDerivedAgainOnEveryCallUnlessFixedAtInit) {
+  const std::pair<float, miColor> calls[] = {
+      {0.2f, {0.3f, 0.5f, 0.7f, 1.0f}}, {0.0005f, {0.9f, 0.1f, 0.2f, 0.5f}}, {-0.0f, {0.25f, 0.5f, 1.0f, 0.0f}}};
   const struct {
     int scene_flag;
     const char *glass_color;
-    float v, r, g, b;
-  } cases[] = {{1, "6", 0.001f, 0.3f, 0.5f, 0.7f}, {0, "3", 0.001f, 0.367f, 0.514f, 0.651f}};
+    bool refresh;
+    miColor kept;  // the colour init derived, when not refreshed
+  } cases[] = {{0, "6", true, {}}, {1, "6", false, {0.3f, 0.5f, 0.7f, 1}}, {0, "3", false, {0.367f, 0.514f, 0.651f, 1}}};
   for (const auto &c : cases) {
-    SCOPED_TRACE(std::string("glass ") + c.glass_color);
     use_scene(0.0254f, c.scene_flag);
     LiveInstance live(kSolid, {value("glass_color", {c.glass_color}), value("front_reflectance", {"0"}),
-                               value("custom_color", {"0.3", "0.5", "0.7", "1"})});
-    live.set(offsetof(solid_glass::Params, front_reflectance), 0.6f);
-    live.set(offsetof(solid_glass::Params, custom_color), miColor{1.0f, 0.0f, 0.0f, 1.0f});
-    const auto r = live.call<solid_glass::Ready>();
-    const float f = unreflected(c.v);
-    EXPECT_EQ(r.refresh_per_call, miFALSE);
-    EXPECT_EQ(r.brdf_0_degree, brightness(c.v, c.v, c.v) / brightness(1.0f, 1.0f, 1.0f));
-    EXPECT_COLOR_EQ(r.refraction_falloff_color, c.r * f, c.g * f, c.b * f, 1.0f);
+                               value("custom_color", {"0.3", "0.5", "0.7", "1"}), value("falloff_distance", {"4"})});
+    for (const auto &[v, color] : calls) {
+      SCOPED_TRACE(testing::Message() << "glass " << c.glass_color << " flag " << c.scene_flag << " reflectance " << v);
+      live.set(offsetof(solid_glass::Params, front_reflectance), v);
+      live.set(offsetof(solid_glass::Params, custom_color), color);
+      const auto r = live.call<solid_glass::Ready>();
+      const float used = c.refresh ? v : 0.001f, f = unreflected(used);
+      const miColor tint = c.refresh ? color : c.kept;
+      EXPECT_EQ(r.refresh_per_call, c.refresh ? miTRUE : miFALSE);
+      EXPECT_EQ(r.brdf_0_degree, used == 0.0f ? 0.0f : brightness(used, used, used) / brightness(1.0f, 1.0f, 1.0f));
+      EXPECT_COLOR_EQ(r.refraction_falloff_color, tint.r * f, tint.g * f, tint.b * f, 1.0f);
+      EXPECT_COLOR_EQ(r.reflection_color, 1.0f, 1.0f, 1.0f, 1.0f);
+      if (!c.scene_flag) {
+        EXPECT_EQ(r.falloff_distance, 4.0f);
+      }
+    }
   }
 }
 
