@@ -2,6 +2,8 @@
 // output, normal mode, the request each layer shader is handed, and stacks
 // that are empty or fail. Layers are the host's helper that reports its request.
 
+#include <optional>
+
 #include "host/scene_fixture.h"
 #include "utility/tavo_Utility_MultiMixer.h"
 #include "utility_fixture.h"
@@ -118,101 +120,95 @@ TEST_F(MultiMixer, NaNTakesTheElseSideOfEveryTest) {
   EXPECT_EQ(exact(blend({0.25f, 0.25f, 0.25f, 1}, {0.5f, 0.5f, 0.5f, 1}, 1, {kNaN, 0, 0, 1}).color), "nan nan nan nan");
 }
 
-TEST_F(MultiMixer, WeightsScaleColourButNotAlphaAndSkipAtZero) {
-  const miTag unused = layer({9, 9, 9, 9}, 9);
-  const Mix m = mix({
-      // the first layer: only its weight counts, not its mask, blend or mute
-      shader(0, layer({0.25f, 0.5f, 0.75f, 0.5f}, 0)), at(0, "weight", 0.5f), at(0, "mask", miColor{0, 0, 0, 0}),
-      at(0, "blend", {"21"}), at(0, "mute", {"on"}),
-      shader(1, layer({0.25f, 0.125f, 0.5f, 0.5f}, 1)), at(1, "weight", 2), at(1, "blend", {"1"}),
-      shader(2, unused), at(2, "weight", 0), at(2, "blend", {"1"}),     // weight 0: not even called
-      shader(3, unused), at(3, "mute", {"on"}), at(3, "blend", {"1"}),  // muted
-      at(4, "blend", {"1"}),                                            // no shader
-  });
-  EXPECT_TRUE(m.returned);
-  EXPECT_EQ(exact(m.color), "0.625 0.5 1.375 1");  // (0.125, 0.25, 0.375, 0.5) + (0.5, 0.25, 1, 0.5)
-  EXPECT_EQ(m.calls, (Calls{"layer 0: request 0 0 0", "layer 1: request 0 0 0"}));
-}
-
-TEST_F(MultiMixer, ModesSetGreyOutputAndTheRequestSingleLayerModeOneLayerUntouched) {
-  // replace by layer 1 over a base that it hides entirely; grey is the mean of r, g and b
-  const std::pair<const char *, const char *> modes[] = {
-      {"0", "0"}, {"1", "1"}, {"2", "2"}, {"7", "0"}, {"-1", "0"}};  // out of range: mode 0
-  for (const auto &[mode, request] : modes) {
-    const Mix m = mix({shader(0, layer({9, 9, 9, 9}, 0)), shader(1, layer({0.25f, 0.5f, 1.5f, 0.5f}, 1)), value("mode", {mode})});
-    EXPECT_TRUE(m.returned) << mode;
-    EXPECT_EQ(exact(m.color), std::string(mode) == "1" ? "0.75 0.75 0.75 0.5" : "0.25 0.5 1.5 0.5") << mode;
-    EXPECT_EQ(m.calls, (Calls{"layer 0: request " + std::string(request) + " 0 0", "layer 1: request " + std::string(request) + " 0 0"}));
-  }
-  // one layer forces single-layer mode: weight, mask, blend and mute do not apply; grey output does
-  for (const char *mode : {"0", "1"})
-    EXPECT_EQ(exact(mix({shader(0, layer({0.25f, 2, -1, 0.5f}, 0)), at(0, "weight", 0.5f), at(0, "mask", miColor{0, 0, 0, 0}),
-                         at(0, "blend", {"2"}), at(0, "mute", {"on"}), value("mode", {mode})})
-                        .color),
-              mode[0] == '0' ? "0.25 2 -1 0.5" : "0.416666657 0.416666657 0.416666657 0.5");
-  // the chosen index is clamped to the stack
-  for (const auto &[index, chosen] : {std::pair{"5", 2}, std::pair{"-1", 0}, std::pair{"1", 1}}) {
-    const Mix m = mix({shader(0, layer({0, 0, 0, 1}, 0)), shader(1, layer({0.5f, 0.5f, 0.5f, 1}, 1)),
-                       shader(2, layer({1, 1, 1, 1}, 2)), value("single_layer", {"on"}), value("layer_index", {index})});
-    EXPECT_EQ(m.color.r, 0.5f * float(chosen)) << index;
-    EXPECT_EQ(m.calls, Calls{"layer " + std::to_string(chosen) + ": request 0 0 0"}) << index;
-  }
-}
-
-TEST_F(MultiMixer, FailuresReturnFalseAndLeaveTheResultUnwritten) {
-  const miTag good = layer({0.5f, 0.5f, 0.5f, 1}, 0);
-  const miTag bad = layer({0.25f, 0.25f, 0.25f, 1}, 1, {value("fail", {"on"})});
-  const std::vector<Assignment> stacks[] = {
-      {},  // no layers
-      {value("mode", {"3"})},
-      {shader(0, good), at(1, "weight", 1), value("single_layer", {"on"}), value("layer_index", {"1"})},  // an empty layer
-      {shader(0, bad)},                   // the single layer fails
-      {shader(0, bad), shader(1, good)},  // the first layer fails
-      {shader(0, good), shader(1, bad)},  // a blended layer fails
-      {shader(0, good), shader(1, bad), value("mode", {"3"})},
-      {at(0, "weight", 1), shader(1, good), value("mode", {"3"})},  // normal mode, layer 0 empty
+// Whole stacks: weights and mutes, the modes (grey output, the request each
+// layer is handed, normal mode's bend), single-layer mode and its clamped
+// index, and the failures that return false and leave the result unwritten.
+TEST_F(MultiMixer, StacksGiveTheirColourTheirCallsAndInNormalModeTheBentNormal) {
+  const auto req = [](std::initializer_list<int> layers, int request) {
+    Calls out;
+    for (const int k : layers) out.push_back("layer " + std::to_string(k) + ": request " + std::to_string(request) + " 0 0");
+    return out;
   };
-  for (const auto &stack : stacks) {
-    const Mix m = mix(stack);
-    EXPECT_FALSE(m.returned) << &stack - stacks;
-    EXPECT_EQ(exact(m.color), exact(kUnwritten)) << &stack - stacks;
-  }
-  // a failing layer that is muted is never called
-  EXPECT_EQ(exact(mix({shader(0, good), shader(1, bad), at(1, "mute", {"on"})}).color), "0.5 0.5 0.5 1");
-}
-
-TEST_F(MultiMixer, NormalModeBendsTheNormalBeforeLayerZeroShades) {
-  // layer 0 shows the normal it is shaded with; its weight scales the bend
-  const miTag base = layer({0, 0, 0, 0.25f}, 0, {value("show_normal", {"on"})});
-  const std::vector<Assignment> two = {shader(0, base), at(0, "weight", 0.5f), value("mode", {"3"})};
-  const auto with = [&](std::vector<Assignment> more) {
-    more.insert(more.end(), two.begin(), two.end());
+  const miTag unused = layer({9, 9, 9, 9}, 9), nine = layer({9, 9, 9, 9}, 0), hiding = layer({0.25f, 0.5f, 1.5f, 0.5f}, 1);
+  const miTag good = layer({0.5f, 0.5f, 0.5f, 1}, 0), bad = layer({0.25f, 0.25f, 0.25f, 1}, 1, {value("fail", {"on"})});
+  const miTag odd = layer({0.25f, 2, -1, 0.5f}, 0), black = layer({0, 0, 0, 1}, 0), grey = layer({0.5f, 0.5f, 0.5f, 1}, 1);
+  const miTag white = layer({1, 1, 1, 1}, 2), bends = layer({0, 0, 0, 0.25f}, 0, {value("show_normal", {"on"})});
+  const auto normal = [&](std::vector<Assignment> more) {  // layer 0 shows the normal; its weight scales the bend
+    more.insert(more.end(), {shader(0, bends), at(0, "weight", 0.5f), value("mode", {"3"})});
     return more;
   };
-  const Calls one_two = {"layer 1: request 2 0 0", "layer 0: request 0 0 0"};
-  const std::tuple<std::vector<Assignment>, const char *, Calls> cases[] = {
-      // (0, 0, 1) + 0.5 x (1.5, 0, 0) = (0.75, 0, 1), of length 1.25
-      {with({shader(1, layer({1.5f, 0, 0, 1}, 1))}), "0.600000024 0 0.800000012", one_two},
-      // 0.5 x ((0.5, 0, 0) x 2 + (0.5, 0, 0))
-      {with({shader(1, layer({0.5f, 0, 0, 1}, 1)), at(1, "weight", 2), shader(2, layer({0.5f, 0, 0, 1}, 2)), at(2, "blend", {"1"})}),
-       "0.600000024 0 0.800000012", {"layer 1: request 2 0 0", "layer 2: request 2 0 0", "layer 0: request 0 0 0"}},
-      {with({shader(1, layer({0, 0, -2, 1}, 1))}), "0 0 0", one_two},  // a bend to length 0 is left so
-      // one layer is single-layer mode: its own bend, called with the stored mode first
-      {{shader(0, base), at(0, "weight", 1), value("mode", {"3"})}, "0 0 1", {"layer 0: request 3 0 0", "layer 0: request 0 0 0"}},
+  const auto single = [&](const char *mode) {  // weight, mask, blend and mute do not apply; grey output does
+    return std::vector<Assignment>{shader(0, odd), at(0, "weight", 0.5f), at(0, "mask", miColor{0, 0, 0, 0}),
+                                   at(0, "blend", {"2"}), at(0, "mute", {"on"}), value("mode", {mode})};
   };
-  for (const auto &[stack, normal, expected_calls] : cases) {
+  const auto chosen = [&](const char *index) {
+    return std::vector<Assignment>{shader(0, black), shader(1, grey), shader(2, white), value("single_layer", {"on"}),
+                                   value("layer_index", {index})};
+  };
+  const auto modal = [&](const char *mode) { return std::vector<Assignment>{shader(0, nine), shader(1, hiding), value("mode", {mode})}; };
+  const std::string unwritten = exact(kUnwritten);
+  const struct {
+    std::vector<Assignment> stack;
+    miBoolean returned;
+    std::string colour;
+    std::optional<Calls> calls;    // none: not checked
+    const char *normal = nullptr;  // the state's normal afterwards
+  } cases[] = {
+      // the first layer: only its weight counts; weight 0 is not even called; muted; no shader
+      {{shader(0, layer({0.25f, 0.5f, 0.75f, 0.5f}, 0)), at(0, "weight", 0.5f), at(0, "mask", miColor{0, 0, 0, 0}),
+        at(0, "blend", {"21"}), at(0, "mute", {"on"}), shader(1, layer({0.25f, 0.125f, 0.5f, 0.5f}, 1)), at(1, "weight", 2),
+        at(1, "blend", {"1"}), shader(2, unused), at(2, "weight", 0), at(2, "blend", {"1"}), shader(3, unused),
+        at(3, "mute", {"on"}), at(3, "blend", {"1"}), at(4, "blend", {"1"})},
+       miTRUE, "0.625 0.5 1.375 1", req({0, 1}, 0)},  // (0.125, 0.25, 0.375, 0.5) + (0.5, 0.25, 1, 0.5)
+      // replace by a layer that hides the base; grey is the mean of r, g and b; out of range is mode 0
+      {modal("0"), miTRUE, "0.25 0.5 1.5 0.5", req({0, 1}, 0)},
+      {modal("1"), miTRUE, "0.75 0.75 0.75 0.5", req({0, 1}, 1)},
+      {modal("2"), miTRUE, "0.25 0.5 1.5 0.5", req({0, 1}, 2)},
+      {modal("7"), miTRUE, "0.25 0.5 1.5 0.5", req({0, 1}, 0)},
+      {modal("-1"), miTRUE, "0.25 0.5 1.5 0.5", req({0, 1}, 0)},
+      {single("0"), miTRUE, "0.25 2 -1 0.5", req({0}, 0)},
+      {single("1"), miTRUE, "0.416666657 0.416666657 0.416666657 0.5", req({0}, 1)},
+      {chosen("5"), miTRUE, "1 1 1 1", req({2}, 0)},  // the index is clamped to the stack
+      {chosen("-1"), miTRUE, "0 0 0 1", req({0}, 0)},
+      {chosen("1"), miTRUE, "0.5 0.5 0.5 1", req({1}, 0)},
+      {{}, miFALSE, unwritten, Calls{}},  // no layers
+      {{value("mode", {"3"})}, miFALSE, unwritten, Calls{}},
+      {{shader(0, good), at(1, "weight", 1), value("single_layer", {"on"}), value("layer_index", {"1"})}, miFALSE, unwritten, {}},
+      {{shader(0, bad)}, miFALSE, unwritten, {}},                   // the single layer fails
+      {{shader(0, bad), shader(1, good)}, miFALSE, unwritten, {}},  // the first layer fails
+      {{shader(0, good), shader(1, bad)}, miFALSE, unwritten, {}},  // a blended layer fails
+      {{shader(0, good), shader(1, bad), value("mode", {"3"})}, miFALSE, unwritten, {}},
+      {{at(0, "weight", 1), shader(1, good), value("mode", {"3"})}, miFALSE, unwritten, {}},  // normal mode, layer 0 empty
+      {{shader(0, good), shader(1, bad), at(1, "mute", {"on"})}, miTRUE, "0.5 0.5 0.5 1", req({0}, 0)},  // muted: never called
+      // (0, 0, 1) + 0.5 x (1.5, 0, 0) = (0.75, 0, 1), of length 1.25
+      {normal({shader(1, layer({1.5f, 0, 0, 1}, 1))}), miTRUE, "0.600000024 0 0.800000012 0.25",
+       Calls{"layer 1: request 2 0 0", "layer 0: request 0 0 0"}, "0.600000024 0 0.800000012"},
+      // 0.5 x ((0.5, 0, 0) x 2 + (0.5, 0, 0))
+      {normal({shader(1, layer({0.5f, 0, 0, 1}, 1)), at(1, "weight", 2), shader(2, layer({0.5f, 0, 0, 1}, 2)), at(2, "blend", {"1"})}),
+       miTRUE, "0.600000024 0 0.800000012 0.25",
+       Calls{"layer 1: request 2 0 0", "layer 2: request 2 0 0", "layer 0: request 0 0 0"}, "0.600000024 0 0.800000012"},
+      {normal({shader(1, layer({0, 0, -2, 1}, 1))}), miTRUE, "0 0 0 0.25",  // a bend to length 0 is left so
+       Calls{"layer 1: request 2 0 0", "layer 0: request 0 0 0"}, "0 0 0"},
+      // one layer is single-layer mode: its own bend, called with the stored mode first
+      {{shader(0, bends), at(0, "weight", 1), value("mode", {"3"})}, miTRUE, "0 0 1 0.25",
+       Calls{"layer 0: request 3 0 0", "layer 0: request 0 0 0"}, "0 0 1"},
+      // the final call's failure does not count
+      {{shader(0, layer({0.25f, 0.5f, 0.75f, 1}, 0, {value("fail", {"on"})})), shader(1, layer({0, 0, 0, 1}, 1)), value("mode", {"3"})},
+       miTRUE, "0.25 0.5 0.75 1", {}},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(&c - cases);
     host::ShadingState s;
-    const Mix m = mix(stack, &s);
-    EXPECT_TRUE(m.returned) << normal;
-    EXPECT_EQ(exact(m.color), std::string(normal) + " 0.25");
-    EXPECT_EQ(exact(s.state.normal), normal) << "the bend stays in the state";
-    EXPECT_EQ(m.calls, expected_calls);
+    const Mix m = mix(c.stack, &s);
+    EXPECT_EQ(m.returned, c.returned);
+    EXPECT_EQ(exact(m.color), c.colour);
+    if (c.calls) {
+      EXPECT_EQ(m.calls, *c.calls);
+    }
+    if (c.normal) {
+      EXPECT_EQ(exact(s.state.normal), c.normal) << "the bend stays in the state";
+    }
   }
-  // the final call's failure does not count
-  const Mix failing = mix({shader(0, layer({0.25f, 0.5f, 0.75f, 1}, 0, {value("fail", {"on"})})),
-                           shader(1, layer({0, 0, 0, 1}, 1)), value("mode", {"3"})});
-  EXPECT_TRUE(failing.returned);
-  EXPECT_EQ(exact(failing.color), "0.25 0.5 0.75 1");
 }
 
 TEST_F(MultiMixer, ThePrimitiveIsRestoredAroundLayerCallsAndLayerFieldsAreEvaluated) {
