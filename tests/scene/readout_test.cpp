@@ -1,34 +1,96 @@
-// Scene readouts: the host's sample counts, fixed per instance at init.
+// Scene readouts and unit scaling: values the host's scene record gives (or,
+// without a record, the input as it is), fixed per instance at init.
 #include <gtest/gtest.h>
 
+#include <limits>
+#include <optional>
+#include <string>
+#include <tuple>
+
 #include "host_fixture.h"
-#include "scene/readout.h"
+#include "values.h"
 
 namespace tavo::test {
 namespace {
 
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInf = std::numeric_limits<float>::infinity();
+constexpr const char *kToInternal = "tavo_scale_meters_to_internal";
+constexpr const char *kToMeters = "tavo_scale_internal_to_meters";
+constexpr const char *kInverse = "tavo_scale_meters_to_internal_inverse";
+
 class Readouts : public HostTest {
  protected:
+  // One life cycle under `scene` (none: no record); nothing may stay held.
   template <typename T = miInteger>
-  static T readout(const char *shader, const std::vector<Assignment> &a = {}) {
+  static T read(const char *shader, const std::optional<SceneData> &scene, const std::vector<Assignment> &a = {}) {
+    if (scene) renderer().set_scene(*scene);
+    else renderer().clear_scene();
     const T r = eval<T>(shader, a);
     EXPECT_EQ(renderer().held_bytes(), 0u) << shader;
     return r;
   }
+  static float scale(const char *shader, std::optional<float> unit_scale, float v) {
+    return read<float>(shader, unit_scale ? std::optional(scene_with_unit_scale(*unit_scale)) : std::nullopt,
+                       {value("value", {host::format_scalar(v)})});
+  }
 };
 
-TEST_F(Readouts, AreaShadowSamplesComeFromTheScene) {
+// Expected values are written as the float arithmetic the shaders must do.
+TEST_F(Readouts, ConvertsWithTheSceneUnitOrNotAtAllWithoutAUsableOne) {
+  const float inch = 0.0254f;
+  const std::tuple<const char *, float, float, float> cases[] = {
+      {kToInternal, inch, 2.5f, (1.0f / inch) * 2.5f},
+      {kToMeters, inch, 39.37008f, inch * 39.37008f},
+      {kInverse, inch, 1.0f, 1.0f / ((1.0f / inch) * 1.0f)},
+      {kInverse, 0.5f, 4.0f, 1.0f / (2.0f * 4.0f)},
+      {kInverse, inch, -0.0f, 1.0f},  // never a division by zero
+      {kToInternal, kInf, 5.0f, 0.0f},  // 1 / unit_scale is 0: the factor is 0 ...
+      {kInverse, kInf, 5.0f, 1.0f},     // ... and the inverse 1
+      {kInverse, 1e-30f, 1e10f, 0.0f},  // the product is formed first: it overflows to infinity
+  };
+  for (const auto &[shader, unit_scale, v, expected] : cases) EXPECT_EQ(scale(shader, unit_scale, v), expected) << shader << " " << unit_scale;
+  // no scene record, or a scale that is zero, negative or not a number
+  for (const std::optional<float> unusable : {std::optional<float>{}, {0.0f}, {-1.0f}, {kNaN}}) {
+    EXPECT_EQ(scale(kToInternal, unusable, 2.5f), 2.5f) << unusable.value_or(1);
+    EXPECT_EQ(scale(kToMeters, unusable, 2.5f), 2.5f) << unusable.value_or(1);
+    EXPECT_EQ(scale(kInverse, unusable, 4.0f), 0.25f) << unusable.value_or(1);
+  }
+}
+
+TEST_F(Readouts, ValueIsReadOnEveryCallFromAConnectionTooTheFactorOnlyAtInit) {
+  renderer().set_scene(scene_with_unit_scale(0.5f));
+  const miTag tag = renderer().create_instance(kToMeters, {value("value", {"3"})});
+  host::ShadingState s;
+  renderer().init_instance(tag, s.state);
+  renderer().set_scene(scene_with_unit_scale(10.0f));  // too late for this instance
+  float out = 0.0f;
+  EXPECT_TRUE(renderer().call(tag, &out, s.state));
+  EXPECT_EQ(out, 1.5f);
+  *reinterpret_cast<float *>(renderer().instance(tag)->parameters()) = 7.0f;
+  EXPECT_TRUE(renderer().call(tag, &out, s.state));
+  EXPECT_EQ(out, 3.5f);
+  renderer().exit_instance(tag, s.state);
+  EXPECT_EQ(renderer().held_bytes(), 0u);
+  EXPECT_EQ(renderer().instance(tag)->user_pointer, nullptr);  // full exit clears the slot
+  // 8 units at 0.25 m are 2 m, and back: 8, on every ray
+  renderer().set_scene(scene_with_unit_scale(0.25f));
+  const miTag metres = renderer().create_instance(kToMeters, {value("value", {"8"})});
+  const auto calls = renderer().run(renderer().create_instance(kToInternal, {link("value", metres)}), {miRAY_EYE, miRAY_SHADOW});
+  ASSERT_EQ(calls.size(), 2u);
+  for (const auto &call : calls) {
+    EXPECT_TRUE(call.returned);
+    EXPECT_EQ(*reinterpret_cast<const float *>(call.result.data()), 8.0f);
+  }
+}
+
+TEST_F(Readouts, SampleCountsComeFromTheSceneTheBlurredOnesScaledUpByTheirOwnMultiplier) {
   SceneData scene = Renderer::default_scene();
   for (const int samples : {16, -3}) {  // handed on as it is
     scene.area_shadow_samples = samples;
-    renderer().set_scene(scene);
-    EXPECT_EQ(readout("tavo_area_shadow_samples"), samples);
+    EXPECT_EQ(read("tavo_area_shadow_samples", scene), samples);
   }
-  renderer().clear_scene();
-  EXPECT_EQ(readout("tavo_area_shadow_samples"), 0);
-}
-
-TEST_F(Readouts, SampleCountsScaleUpByTheirOwnMultiplier) {
+  EXPECT_EQ(read("tavo_area_shadow_samples", std::nullopt), 0);
   const std::tuple<float, const char *, miInteger> cases[] = {
       {1.3f, "4", 6},                   // 5.2 rounds up
       {0.0f, "4", 4}, {-2.0f, "4", 4},  // no usable multiplier
@@ -40,14 +102,11 @@ TEST_F(Readouts, SampleCountsScaleUpByTheirOwnMultiplier) {
       {"tavo_blurred_refraction_multiplier", &SceneData::blurred_refraction_multiplier}};
   for (const auto &[shader, multiplier] : shaders) {
     for (const auto &[m, samples, expected] : cases) {
-      SceneData scene = Renderer::default_scene();
       scene.blurred_reflection_multiplier = scene.blurred_refraction_multiplier = 100.0f;  // the other one must not count
       scene.*multiplier = m;
-      renderer().set_scene(scene);
-      EXPECT_EQ(readout(shader, {value("samples", {samples})}), expected) << shader << " x" << m << " of " << samples;
+      EXPECT_EQ(read(shader, scene, {value("samples", {samples})}), expected) << shader << " x" << m << " of " << samples;
     }
-    renderer().clear_scene();
-    EXPECT_EQ(readout(shader, {value("samples", {"5"})}), 5) << shader;
+    EXPECT_EQ(read(shader, std::nullopt, {value("samples", {"5"})}), 5) << shader;
   }
 }
 
