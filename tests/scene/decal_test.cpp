@@ -81,40 +81,7 @@ class Decals : public SceneTest {
   }
 };
 
-TEST_F(Decals, APointInsideADecalTakesItsDecalCoordinates) {
-  // Decals without a material: only the texture coordinate moves.
-  const Decal unit = square("", 0, 0, 1), offset = square("", 2, 2, 2);
-  const Decal skewed{"", {2, 1, 0}, {4, 1.5f, 0}, {1.5f, 3, 0}, {3.5f, 3.5f, 0}};
-  const Decal flat{"", {0, 0, 0}, {0, 0, 0}, {0, 1, 0}, {0, 1, 0}};     // no width: s is 0 / 0
-  const Decal tilted{"", {0, 0, 3}, {1, 0, -3}, {0, 1, 9}, {1, 1, 0}};  // z takes no part and comes back 0
-  const std::tuple<const Decal &, miVector, const char *> cases[] = {  // null: outside, left as it was
-      {offset, {2, 3, 0}, "0 0.5 0"},        {offset, {3.5f, 2, 0}, "0.75 0 0"},    {offset, {4, 4, 0}, "1 1 0"},
-      {unit, {1.00000012f, 0.5f, 0}, nullptr}, {offset, {1.99999988f, 3, 0}, nullptr}, {unit, {0.5f, -1e-7f, 0}, nullptr},
-      {tilted, {0.5f, 0.5f, 7}, "0.5 0.5 0"}, {skewed, {2.8f, 2.1f, 0}, "0.505882323 0.423529387 0"},  // fractions of the edges
-      {skewed, {4.1f, 1.5f, 0}, nullptr},     {flat, {0, 0.5f, 0}, nullptr},  {unit, {kNaN, 0.5f, 0}, nullptr}};
-  for (const auto &[decal, at, coordinates] : cases) {
-    const Shaded got = shade(make("base", {decal}), at);
-    EXPECT_TRUE(got.returned);
-    expect_near(got.color, kBase, 0, "a decal without material changes no colour");
-    EXPECT_EQ(got.tex, coordinates ? coordinates : exact(at)) << exact(at);
-  }
-}
-
-TEST_F(Decals, TheDecalColourIsBlendedByItsAlphaOverTheBaseOrTheCallersColour) {
-  const std::pair<const char *, miColor> cases[] = {
-      {"opaque", kOpaque}, {"faint", kBase}, {"half", kHalf},  // alpha 0.02 weighs 0
-      {"clear", {0.183673471f, 0.397959203f, 0.607142866f, 0.8f}},  // w = -0.0204081628: the base brightens
-      // w = 0.285714298 by the factor 1.0204082; a division by 0.98 would give 0.285714269
-      {"thirty", {0.428571463f, 0.428571463f, 0.50000006f, 0.8f}}};
-  for (const auto &[material, expected] : cases)
-    for (const Shaded &got : {shade(make("base", {square(material, 0, 0, 1)}), {0.5f, 0.5f, 0}),
-                              shade(make("", {square(material, 0, 0, 1)}), {0.5f, 0.5f, 0}, kBase)}) {
-      EXPECT_TRUE(got.returned);
-      expect_near(got.color, expected, 0, material);
-    }
-}
-
-TEST_F(Decals, EachDecalShadesAtItsCoordinatesAndALaterOneTestsTheEarliersCoordinates) {
+TEST_F(Decals, APointTakesTheCoordinatesAndTheColourOfTheDecalsThatCoverIt) {
   // A checker on the texture coordinate: white at (1, 3), where the point is,
   // black at its decal coordinates (0.25, 0.75), which stay in the state.
   load(R"(
@@ -122,21 +89,47 @@ TEST_F(Decals, EachDecalShadesAtItsCoordinatesAndALaterOneTestsTheEarliersCoordi
     shader "squares" "tavo_host_checker" ( "coord" = "uv", "color_a" 1 1 1 1, "color_b" 0 0 0 1, "frequency" 2 )
     material "checker" = "squares" end material
   )");
-  const Shaded checker = shade(make("base", {square("checker", 0, 0, 4)}), {1, 3, 0});
-  expect_near(checker.color, {0, 0, 0, 0.8f}, 0, "black");
-  EXPECT_EQ(checker.tex, "0.25 0.75 0");
-  // The point (1, 1.5) lies at (0.5, 0.75) of the first decal; the second
+  // Decals without a material: only the texture coordinate moves.
+  const Decal unit = square("", 0, 0, 1), offset = square("", 2, 2, 2);
+  const Decal skewed{"", {2, 1, 0}, {4, 1.5f, 0}, {1.5f, 3, 0}, {3.5f, 3.5f, 0}};
+  const Decal flat{"", {0, 0, 0}, {0, 0, 0}, {0, 1, 0}, {0, 1, 0}};     // no width: s is 0 / 0
+  const Decal tilted{"", {0, 0, 3}, {1, 0, -3}, {0, 1, 9}, {1, 1, 0}};  // z takes no part and comes back 0
+  // The point (1, 1.5) lies at (0.5, 0.75) of `first`; the second decal
   // covers that, or the point itself (which it would on its own).
   const Decal first = square("opaque", 0, 0, 2), around_old = square("half_blue", 0.9f, 1.4f, 0.2f);
   const Decal around_new{"half_blue", {0.4f, 0.7f, 0}, {0.6f, 0.7f, 0}, {0.4f, 0.8f, 0}, {0.6f, 0.8f, 0}};
-  const std::tuple<std::vector<Decal>, miColor, const char *> cases[] = {
-      {{first, around_new}, {0.510204077f, 0.255102038f, 0.617346883f, 0.8f}, "0.49999994 0.5 0"},
-      {{first, around_old}, kOpaque, "0.5 0.75 0"},
-      {{around_old}, {0.10204082f, 0.20408164f, 0.795918345f, 0.8f}, "0.5 0.5 0"}};
-  for (const auto &[decals, colour, tex] : cases) {
-    const Shaded got = shade(make("base", decals), {1, 1.5f, 0});
-    expect_near(got.color, colour, 0, tex);
-    EXPECT_EQ(got.tex, tex);
+  struct Case {
+    std::vector<Decal> decals;
+    miVector at;
+    miColor colour;
+    const char *tex;  // null: outside, left as it was
+  };
+  std::vector<Case> cases = {
+      {{offset}, {2, 3, 0}, kBase, "0 0.5 0"},        {{offset}, {3.5f, 2, 0}, kBase, "0.75 0 0"},
+      {{offset}, {4, 4, 0}, kBase, "1 1 0"},          {{unit}, {1.00000012f, 0.5f, 0}, kBase, nullptr},
+      {{offset}, {1.99999988f, 3, 0}, kBase, nullptr}, {{unit}, {0.5f, -1e-7f, 0}, kBase, nullptr},
+      {{tilted}, {0.5f, 0.5f, 7}, kBase, "0.5 0.5 0"},
+      {{skewed}, {2.8f, 2.1f, 0}, kBase, "0.505882323 0.423529387 0"},  // fractions of the edges
+      {{skewed}, {4.1f, 1.5f, 0}, kBase, nullptr},    {{flat}, {0, 0.5f, 0}, kBase, nullptr},
+      {{unit}, {kNaN, 0.5f, 0}, kBase, nullptr},
+      {{square("checker", 0, 0, 4)}, {1, 3, 0}, {0, 0, 0, 0.8f}, "0.25 0.75 0"},
+      {{first, around_new}, {1, 1.5f, 0}, {0.510204077f, 0.255102038f, 0.617346883f, 0.8f}, "0.49999994 0.5 0"},
+      {{first, around_old}, {1, 1.5f, 0}, kOpaque, "0.5 0.75 0"},
+      {{around_old}, {1, 1.5f, 0}, {0.10204082f, 0.20408164f, 0.795918345f, 0.8f}, "0.5 0.5 0"}};
+  // The decal colour blended by its alpha (0.02 weighs 0) over the base.
+  const std::pair<const char *, miColor> blends[] = {
+      {"opaque", kOpaque}, {"faint", kBase}, {"half", kHalf},
+      {"clear", {0.183673471f, 0.397959203f, 0.607142866f, 0.8f}},  // w = -0.0204081628: the base brightens
+      // w = 0.285714298 by the factor 1.0204082; a division by 0.98 would give 0.285714269
+      {"thirty", {0.428571463f, 0.428571463f, 0.50000006f, 0.8f}}};
+  for (const auto &[material, colour] : blends) cases.push_back({{square(material, 0, 0, 1)}, {0.5f, 0.5f, 0}, colour, "0.5 0.5 0"});
+  for (const Case &c : cases) {
+    SCOPED_TRACE(exact(c.at));
+    for (const Shaded &got : {shade(make("base", c.decals), c.at), shade(make("", c.decals), c.at, kBase)}) {
+      EXPECT_TRUE(got.returned);  // without a base, over the caller's colour
+      expect_near(got.color, c.colour, 0, c.tex ? c.tex : "outside");
+      EXPECT_EQ(got.tex, c.tex ? c.tex : exact(c.at));
+    }
   }
 }
 
