@@ -98,16 +98,9 @@ TEST_F(ColorCorrection, EachStepOnItsOwnAndTheStepsInTheirOrder) {
   }
 }
 
-// A parameter connected to a source whose result changes between two calls.
-class Precompute : public ColorCorrection {
- protected:
-  void SetUp() override {
-    ColorCorrection::SetUp();
-    renderer().load_library(TAVO_TEST_SHADERS, TAVO_TEST_DECLARATIONS);
-  }
-};
-
-TEST_F(Precompute, OnFreezesTheAdjustmentsAtInitButNeverTheHighlightBoost) {
+// A parameter connected to a test source whose result changes between two calls.
+TEST_F(ColorCorrection, PrecomputeFreezesTheAdjustmentsAtInitButNeverTheHighlightBoost) {
+  renderer().load_library(TAVO_TEST_SHADERS, TAVO_TEST_DECLARATIONS);
   struct Case {
     const char *precompute, *connected;
     float at_init, later;
