@@ -147,8 +147,10 @@ TEST(Layouts, EveryRecordHasItsDeclaredSizeAlignmentAndPinnedOffsets) {
     ASSERT_NE(d, declared().end());
     EXPECT_EQ(r.params_size, d->second.parameters.size());
     EXPECT_EQ(r.params_align, 4u);  // the host lays every field out on 4 bytes
-    if (r.result_size) EXPECT_EQ(r.result_size, d->second.result.size());
-    if (r.result_size) EXPECT_EQ(r.result_align, 4u);
+    if (r.result_size) {
+      EXPECT_EQ(r.result_size, d->second.result.size());
+      EXPECT_EQ(r.result_align, 4u);
+    }
     for (const FieldLayout &pin : r.pinned) {
       const host::Field *f = find(d->second.parameters, pin.name);
       ASSERT_NE(f, nullptr) << pin.name;
