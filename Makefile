@@ -108,7 +108,7 @@ clean:
 
 # Tests against code (non-blank lines) and test cases per folder.
 # make mutants: a seeded sample of mutations of the library's shaders, each
-# rebuilt and tested in build-mutants/ (not in CI; about an hour on two cores).
+# rebuilt and tested in build-mutants/ (not in CI; about 15 minutes on two cores).
 MUTANTS_WORK ?= build-mutants
 .PHONY: test-stats mutants
 test-stats:
