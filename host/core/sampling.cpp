@@ -27,10 +27,9 @@ std::uint32_t laine_karras(std::uint32_t x, std::uint32_t seed) {
 }
 
 // The first Sobol dimension is the van der Corput sequence, the bit reversal
-// of the index. The second XORs one
-// direction number per set bit of the index; with both the index and the
-// result reversed, it is still one XOR per set bit, and tables of those XORs
-// for each byte give it in four lookups.
+// of the index. The second XORs one direction number per set bit of the
+// index; with both the index and the result reversed, it is still one XOR per
+// set bit, and tables of those XORs for each byte give it in four lookups.
 struct SobolTables {
   std::uint32_t byte[4][256];
   constexpr SobolTables() : byte{} {

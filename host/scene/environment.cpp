@@ -48,9 +48,10 @@ Environment::Environment(int width, int height, std::vector<miColor> texels, flo
   columns_.assign(static_cast<std::size_t>(height) * (width + 1), 0.0f);
   texel_density_.assign(texels_.size(), 0.0f);
   std::vector<double> row_weight(height, 0.0);
+  std::vector<float> row_sine(height);
   double total = 0;
   for (int j = 0; j < height; ++j) {
-    const float sine = std::sin(kPi * (j + 0.5f) / height);
+    const float sine = row_sine[j] = std::sin(kPi * (j + 0.5f) / height);
     float *cdf = &columns_[static_cast<std::size_t>(j) * (width + 1)];
     double sum = 0;
     for (int i = 0; i < width; ++i) {
@@ -67,15 +68,13 @@ Environment::Environment(int width, int height, std::vector<miColor> texels, flo
   }
   for (int j = 0; j < height; ++j) rows_[j + 1] = static_cast<float>(rows_[j] + row_weight[j] / total);
   rows_[height] = 1.0f;
-  for (int j = 0; j < height; ++j) {
-    const float sine = std::sin(kPi * (j + 0.5f) / height_);
+  for (int j = 0; j < height; ++j)
     for (int i = 0; i < width; ++i) {
       float &p = texel_density_[static_cast<std::size_t>(j) * width + i];
       p = static_cast<float>(p / total);
       // a texel covers (2 pi / width) x (pi / height) x sine of solid angle
-      p = p * width_ * height_ / (2 * kPi * kPi * std::max(sine, 1e-4f));
+      p = p * width_ * height_ / (2 * kPi * kPi * std::max(row_sine[j], 1e-4f));
     }
-  }
   row_guide_.resize(height + 1);
   build_guide(rows_.data(), height, row_guide_.data());
   column_guides_.resize(static_cast<std::size_t>(height) * (width + 1));
@@ -119,23 +118,11 @@ float Environment::density_at(float x, float y) const {
   return texel_density_[static_cast<std::size_t>(j) * width_ + i];
 }
 
-miColor Environment::radiance(const miVector &d) const {
-  float x, y;
-  to_image(d, x, y);
-  return radiance_at(x, y);
-}
-
 miColor Environment::radiance(const miVector &d, float &density) const {
   float x, y;
   to_image(d, x, y);
   density = density_at(x, y);
   return radiance_at(x, y);
-}
-
-float Environment::density(const miVector &d) const {
-  float x, y;
-  to_image(d, x, y);
-  return density_at(x, y);
 }
 
 miVector Environment::sample(float u, float v, float &pdf, miColor &seen) const {

@@ -23,16 +23,12 @@ class Environment {
   int width() const { return width_; }
   int height() const { return height_; }
 
-  // The radiance arriving from direction `d` (unit).
-  miColor radiance(const miVector &d) const;
-  // Both the radiance from `d` and the density `sample` gives it, for one
-  // mapping of the direction to the image.
+  // The radiance arriving from direction `d` (unit), and the density with
+  // which `sample` chooses that direction.
   miColor radiance(const miVector &d, float &density) const;
   // A direction chosen by brightness from (u, v) in [0, 1)^2, with its
   // solid-angle density and radiance.
   miVector sample(float u, float v, float &density, miColor &radiance) const;
-  // The density `sample` gives direction `d`.
-  float density(const miVector &d) const;
 
  private:
   void to_image(const miVector &d, float &x, float &y) const;  // in texels
