@@ -62,21 +62,22 @@ float unit(std::uint32_t bits) { return static_cast<float>(bits >> 8) * (1.0f / 
 
 }  // namespace
 
-void sample_2d(SamplerKind kind, int x, int y, int index, std::uint32_t dimension, float out[2]) {
-  const auto px = static_cast<std::uint32_t>(x), py = static_cast<std::uint32_t>(y);
+void sample_2d(SamplerKind kind, const PixelSeed &pixel, int index, std::uint32_t dimension, float out[2]) {
   if (kind == SamplerKind::Independent) {
     const int d = static_cast<int>(dimension & 0x7fffffff);
-    out[0] = hash01({x, y, index, d, 0});
-    out[1] = hash01({x, y, index, d, 1});
+    out[0] = hash01({pixel.x, pixel.y, index, d, 0});
+    out[1] = hash01({pixel.x, pixel.y, index, d, 1});
     return;
   }
-  const std::uint32_t seed = hash32({px, py, dimension});
+  // hash32({x, y, dimension}), and hash32({seed, 1}) and ({seed, 2}) sharing their first word
+  const std::uint32_t seed = hash_mix(pixel.hash, dimension);
+  const std::uint32_t from_seed = hash_mix(kHashStart, seed);
   // the pixel's own order of the points: a nested uniform shuffle of the
   // index (kept reversed), then each coordinate scrambled
   const std::uint32_t shuffled = laine_karras(reverse_bits(static_cast<std::uint32_t>(index)), seed);
   // the first dimension of the shuffled index is the index reversed: that is, not reversed here
-  out[0] = unit(reverse_bits(laine_karras(reverse_bits(shuffled), hash32({seed, 1}))));
-  out[1] = unit(reverse_bits(laine_karras(sobol_1_reversed(shuffled), hash32({seed, 2}))));
+  out[0] = unit(reverse_bits(laine_karras(reverse_bits(shuffled), hash_mix(from_seed, 1))));
+  out[1] = unit(reverse_bits(laine_karras(sobol_1_reversed(shuffled), hash_mix(from_seed, 2))));
 }
 
 }  // namespace tavo::host

@@ -248,7 +248,7 @@ void point_of(const miState *state, std::uint32_t dimension, float out[2]) {
     out[0] = out[1] = 0.5f;
     return;
   }
-  sample_2d(sample->sampler, sample->pixel_x, sample->pixel_y, sample->sample_index, dimension, out);
+  sample_2d(sample->sampler, sample->pixel_seed(), sample->sample_index, dimension, out);
 }
 }  // namespace
 

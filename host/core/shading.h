@@ -49,6 +49,11 @@ class Sample {
   int sample_index = 0;
   int samples_per_pixel = 1;
   SamplerKind sampler = SamplerKind::Sobol;
+  // The sampler's seed of (pixel_x, pixel_y), made again when they change.
+  const PixelSeed &pixel_seed() const {
+    if (seed_.x != pixel_x || seed_.y != pixel_y) seed_ = PixelSeed(pixel_x, pixel_y);
+    return seed_;
+  }
 
   // The density with which a material chose the ray it traces next, to weigh
   // a light that ray finds against the light's own sampling; 0: none given
@@ -98,6 +103,7 @@ class Sample {
   miState &child(int depth);
 
  private:
+  mutable PixelSeed seed_;
   struct Value {
     std::vector<std::uint64_t> words;  // 8-byte aligned copy of the value
     int size = 0;

@@ -264,7 +264,7 @@ RenderedImage render(Scene &scene, const std::vector<miTag> &instances, const Re
           double ry = samples == 1 ? 0.5 : (s / grid + 0.5) / grid;
           if (settings.sampler == SamplerKind::Sobol) {
             float at[2];
-            sample_2d(SamplerKind::Sobol, x, y, s, kPixelDimension, at);
+            sample_2d(SamplerKind::Sobol, sample.pixel_seed(), s, kPixelDimension, at);
             rx = at[0], ry = at[1];
           }
           const miColor c = shade_sample(shading, scene, x, y, x + rx, y + ry);
