@@ -46,7 +46,6 @@ Environment::Environment(int width, int height, std::vector<miColor> texels, flo
   // each texel weighed by its brightness and the solid angle it covers (its row's sine)
   rows_.assign(height + 1, 0.0f);
   columns_.assign(static_cast<std::size_t>(height) * (width + 1), 0.0f);
-  texel_density_.assign(texels_.size(), 0.0f);
   std::vector<double> row_weight(height, 0.0);
   std::vector<float> row_sine(height);
   double total = 0;
@@ -58,7 +57,7 @@ Environment::Environment(int width, int height, std::vector<miColor> texels, flo
       const miColor &c = texels_[static_cast<std::size_t>(j) * width + i];
       // a floor under the weights, so that no direction that gives light is never chosen
       const double w = (std::max(luminance(c), 0.0f) + 1e-3) * sine;
-      texel_density_[static_cast<std::size_t>(j) * width + i] = static_cast<float>(w);
+      texels_[static_cast<std::size_t>(j) * width + i].a = static_cast<float>(w);
       sum += w;
       cdf[i + 1] = static_cast<float>(sum);
     }
@@ -70,7 +69,7 @@ Environment::Environment(int width, int height, std::vector<miColor> texels, flo
   rows_[height] = 1.0f;
   for (int j = 0; j < height; ++j)
     for (int i = 0; i < width; ++i) {
-      float &p = texel_density_[static_cast<std::size_t>(j) * width + i];
+      float &p = texels_[static_cast<std::size_t>(j) * width + i].a;
       p = static_cast<float>(p / total);
       // a texel covers (2 pi / width) x (pi / height) x sine of solid angle
       p = p * width_ * height_ / (2 * kPi * kPi * std::max(row_sine[j], 1e-4f));
@@ -115,7 +114,7 @@ miColor Environment::radiance_at(float x, float y) const {
 
 float Environment::density_at(float x, float y) const {
   const int i = std::clamp(static_cast<int>(x), 0, width_ - 1), j = std::clamp(static_cast<int>(y), 0, height_ - 1);
-  return texel_density_[static_cast<std::size_t>(j) * width_ + i];
+  return texels_[static_cast<std::size_t>(j) * width_ + i].a;
 }
 
 miColor Environment::radiance(const miVector &d, float &density) const {

@@ -37,12 +37,14 @@ class Environment {
   float density_at(float x, float y) const;
 
   int width_, height_;
+  // Each texel's radiance, and in its alpha (which the light does not use)
+  // the solid-angle density of choosing a direction in it: a sample reads
+  // both from one cache line.
   std::vector<miColor> texels_;
   float rotation_;   // radians
   float intensity_;
   std::vector<float> rows_;     // cumulative weight of the rows, normalised, height + 1 entries
   std::vector<float> columns_;  // per row, cumulative weight of its texels, normalised, width + 1 entries
-  std::vector<float> texel_density_;  // per texel, the solid-angle density of choosing a direction in it
   std::vector<int> row_guide_, column_guides_;  // where to start searching rows_ and columns_
 };
 
