@@ -50,6 +50,8 @@ TEST(Render, ExamplesAndPreviewsMatchTheirReferenceImages) {
       {"render " + examples + "utilities.mi", "utilities_64x48.png", "64,48"},
       // another aspect: the horizontal field of view stays, the picture is cut, not stretched
       {"render " + examples + "gallery.mi", "gallery_96x32.png", "96,32"},
+      // two lenses chained: the glossy sampler's eye ray goes to to_bw, whose eye ray is shaded (every pixel grey)
+      {"render " + examples + "lenses.mi", "lenses_72x48.png", "72,48"},
       // the studio environment and a small key in a glossy lobe (both sampled, weighed against each other)
       {"preview tavo_Mtl_Metal type=0 finish=1", "preview_metal_64x48.png", "64,48"},
       {"preview tavo_Mtl_Metal type=3 patina=0.6", "preview_patina_64x48.png", "64,48"},
