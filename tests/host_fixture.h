@@ -49,7 +49,14 @@ class HostTest : public ::testing::Test {
     Renderer::get().reset();
     Renderer::get().load_library(TAVO_LIBRARY, TAVO_DECLARATIONS);
   }
-  void TearDown() override { Renderer::get().reset(); }
+  // Every test ends as a renderer does, exiting what is still initialised, and then nothing may be held.
+  void TearDown() override {
+    host::ShadingState done;
+    renderer().exit_all(done.state);
+    renderer().exit_shaders(done.state);
+    EXPECT_EQ(renderer().held_bytes(), 0u);
+    renderer().reset();
+  }
 
   static Renderer &renderer() { return Renderer::get(); }
 

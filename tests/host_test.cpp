@@ -1,5 +1,5 @@
 // The reference host as the library sees it: parameter blocks and their connections, array storage, the init
-// protocol, the exit variants and the allocator's bookkeeping, through the tests' own small shader library.
+// protocol, the full exit's thread locals and the allocator's bookkeeping, through the tests' own small shader library.
 #include <cstring>
 #include <tuple>
 
@@ -69,38 +69,6 @@ TEST_F(HostCore, BadAssignmentsAreRejectedWithTheirName) {
     EXPECT_EQ(error_of([&] { renderer().create_instance(shader, {assignment}); }), error) << assignment.path;
 }
 
-// The three ways a shader's exit can release its record; only some clear the slot.
-TEST_F(HostCore, EachExitVariantReleasesTheRecordOfItsOwnInstance) {
-  for (const auto &[shader, slot_cleared] :
-       {std::pair{"test_exit_plain", false}, std::pair{"test_exit_clearing", true}, std::pair{"test_exit_full", true}}) {
-    SCOPED_TRACE(shader);
-    SetUp();
-    const miTag a = renderer().create_instance(shader, {value("value", {"5"})});
-    const miTag b = renderer().create_instance(shader, {value("value", {"6"})});
-    const host::Function *fn = renderer().function(shader);
-    EXPECT_FALSE(fn->shader_initialized);
-    host::ShadingState s;
-    renderer().init_instance(a, s.state);
-    EXPECT_TRUE(fn->shader_initialized && fn->instance_init_requested);
-    renderer().init_instance(b, s.state);
-    renderer().init_instance(b, s.state);  // already initialised: no second record
-    miInteger result = 0;
-    EXPECT_TRUE(renderer().call(b, &result, s.state) && result == 6);
-    EXPECT_EQ(renderer().held_bytes(), 2 * sizeof(miInteger));
-    void *record = renderer().instance(a)->user_pointer;
-    renderer().exit_instance(a, s.state);
-    EXPECT_EQ(renderer().held_bytes(a), 0u);
-    EXPECT_EQ(renderer().held_bytes(b), sizeof(miInteger));
-    EXPECT_EQ(renderer().instance(a)->user_pointer, slot_cleared ? nullptr : record);
-    renderer().exit_instance(b, s.state);
-    renderer().exit_shaders(s.state);  // the shader-level exit releases nothing
-    EXPECT_FALSE(fn->shader_initialized);
-    EXPECT_EQ(renderer().held_bytes(), 0u);
-    EXPECT_EQ(renderer().releases().size(), 2u);
-    EXPECT_TRUE(renderer().messages().empty());
-  }
-}
-
 TEST_F(HostCore, FullExitReleasesThreadLocalsLastFirstThenTheRecord) {
   const miTag tag = renderer().create_instance("test_exit_full", {});
   host::ShadingState s;
@@ -114,7 +82,6 @@ TEST_F(HostCore, FullExitReleasesThreadLocalsLastFirstThenTheRecord) {
   for (const host::ReleaseRecord &r : renderer().releases()) order.push_back(r.block);
   EXPECT_EQ(order, (std::vector<void *>{fourth, third, first, record}));
   EXPECT_EQ(renderer().releases().back().file, "test_exit_full");
-  EXPECT_EQ(renderer().held_bytes(), 0u);
   EXPECT_EQ(renderer().instance(tag)->user_pointer, nullptr);
 }
 

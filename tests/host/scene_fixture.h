@@ -49,18 +49,6 @@ class SceneTest : public HostTest {
     std::ofstream(path) << text;
     return path;
   }
-};
-
-// A scene test whose shaders read images it writes, and whose instances must release all their memory.
-class TexturedSceneTest : public SceneTest {
- protected:
-  void TearDown() override {
-    host::ShadingState done;
-    renderer().exit_all(done.state);
-    renderer().exit_shaders(done.state);
-    EXPECT_EQ(renderer().held_bytes(), 0u);
-    SceneTest::TearDown();
-  }
 
   // A square image of n x n texels, written as floats so that every value stays exact.
   static std::string texture_file(const std::string &name, int n, miColor (*texel)(int, int)) {

@@ -52,12 +52,12 @@ inline std::string centre(int i, int n) { return word((i + 0.5f) / n); }
 // "tint" (one texel of kTint); remap shaders that keep the projected points
 // ("same"), scale them a hundredfold ("wide") or collapse them ("flat"), and
 // "spy", which traces a reflection and so leaves a child state behind.
-class LookupTest : public TexturedSceneTest {
+class LookupTest : public SceneTest {
  protected:
   static constexpr miColor kTint{0.25f, 0.5625f, 0.9999f, 0.0625f};  // exact squares, and a channel just below 1
 
   void SetUp() override {
-    TexturedSceneTest::SetUp();
+    SceneTest::SetUp();
     const std::string checker = texture_file("checker.exr", 64, [](int i, int j) {
       const float w = float((i + j + 1) % 2);
       return miColor{w, w, w, 1};
