@@ -44,7 +44,7 @@ static void note(const char *entry, int count, const unsigned long long *args) {
 
 /* Reads a fifth argument only for the codes that carry one, as the renderer does. */
 FAKE_EXPORT miBoolean mi_query(int code, miState *state, miTag tag, void *result, ...) {
-  if (code == 142) return 100 + code; /* records nothing: safe to ask from several threads at once */
+  if (code == 142) return FAKE_RENDERER_ID; /* records nothing, so safe from several threads; names the module */
   unsigned long long a[5] = {W(code), P(state), W(tag), P(result)};
   va_list ap;
   va_start(ap, result);
@@ -93,11 +93,6 @@ FAKE_MESSAGE(mi_vdebug, 0, )
 FAKE_MESSAGE(mi_nfatal, 1, int number, )
 FAKE_MESSAGE(mi_nerror, 1, int number, )
 FAKE_MESSAGE(mi_nwarning, 1, int number, )
-
-FAKE_EXPORT miScalar mi_spline(miScalar t, int n, miScalar *control) {
-  ++record.calls;
-  return t * (miScalar)n + control[n - 1];
-}
 
 /* Notes the arguments of a wide entry (l0..l3, i0..i3, d0..d4, f0..f4); its value is d4 * 2 + f4. */
 #define FAKE_NOTE_WIDE(entry)                                                                                   \
