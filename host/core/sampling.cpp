@@ -13,6 +13,13 @@ inline std::uint32_t reverse_bits(std::uint32_t x) {
   return ((x & 0x55555555u) << 1) | ((x & 0xaaaaaaaau) >> 1);
 }
 
+inline std::uint64_t reverse_bits(std::uint64_t x) {
+  x = __builtin_bswap64(x);
+  x = ((x & 0x0f0f0f0f0f0f0f0full) << 4) | ((x >> 4) & 0x0f0f0f0f0f0f0f0full);
+  x = ((x & 0x3333333333333333ull) << 2) | ((x >> 2) & 0x3333333333333333ull);
+  return ((x & 0x5555555555555555ull) << 1) | ((x >> 1) & 0x5555555555555555ull);
+}
+
 // Owen scrambling as a hash that only ever carries bits upwards (Laine and
 // Karras; Burley, "Practical hash-based Owen scrambling", 2020). It works on
 // bit-reversed values; the sampler below keeps its values reversed between
@@ -62,22 +69,35 @@ float unit(std::uint32_t bits) { return static_cast<float>(bits >> 8) * (1.0f / 
 
 }  // namespace
 
-void sample_2d(SamplerKind kind, const PixelSeed &pixel, int index, std::uint32_t dimension, float out[2]) {
+void sample_2d(SamplerKind kind, PixelSeed &pixel, int index, std::uint32_t dimension, float out[2]) {
   if (kind == SamplerKind::Independent) {
     const int d = static_cast<int>(dimension & 0x7fffffff);
     out[0] = hash01({pixel.x, pixel.y, index, d, 0});
     out[1] = hash01({pixel.x, pixel.y, index, d, 1});
     return;
   }
-  // hash32({x, y, dimension}), and hash32({seed, 1}) and ({seed, 2}) sharing their first word
-  const std::uint32_t seed = hash_mix(pixel.hash, dimension);
-  const std::uint32_t from_seed = hash_mix(kHashStart, seed);
+  // hash32({x, y, dimension}) shuffles the index; hash32({that, 1}) and
+  // ({that, 2}), which share their first word, scramble the coordinates
+  const unsigned slot = dimension & 63u;
+  PixelSeed::Scrambles &s = pixel.scrambles[slot];
+  if (!(pixel.known >> slot & 1u) || s.dimension != dimension) {
+    s.dimension = dimension;
+    s.shuffle = hash_mix(pixel.hash, dimension);
+    const std::uint32_t from_shuffle = hash_mix(kHashStart, s.shuffle);
+    s.first = hash_mix(from_shuffle, 1);
+    s.second = hash_mix(from_shuffle, 2);
+    pixel.known |= std::uint64_t{1} << slot;
+  }
   // the pixel's own order of the points: a nested uniform shuffle of the
   // index (kept reversed), then each coordinate scrambled
-  const std::uint32_t shuffled = laine_karras(reverse_bits(static_cast<std::uint32_t>(index)), seed);
+  const std::uint32_t shuffled = laine_karras(reverse_bits(static_cast<std::uint32_t>(index)), s.shuffle);
   // the first dimension of the shuffled index is the index reversed: that is, not reversed here
-  out[0] = unit(reverse_bits(laine_karras(reverse_bits(shuffled), hash_mix(from_seed, 1))));
-  out[1] = unit(reverse_bits(laine_karras(sobol_1_reversed(shuffled), hash_mix(from_seed, 2))));
+  const std::uint64_t both = std::uint64_t{laine_karras(reverse_bits(shuffled), s.first)} << 32 |
+                             laine_karras(sobol_1_reversed(shuffled), s.second);
+  // both coordinates reversed back at once: the halves trade places
+  const std::uint64_t reversed = reverse_bits(both);
+  out[0] = unit(static_cast<std::uint32_t>(reversed));
+  out[1] = unit(static_cast<std::uint32_t>(reversed >> 32));
 }
 
 }  // namespace tavo::host

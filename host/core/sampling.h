@@ -38,19 +38,33 @@ inline std::uint32_t hash32(std::initializer_list<std::uint32_t> values) {
 }
 
 // A pixel, with the hash of its place that every point of the pixel goes on
-// from (hash32({x, y}): the words of a longer hash that begins with them).
+// from (hash32({x, y}): the words of a longer hash that begins with them),
+// and the scrambles of the dimensions its samples asked for, which depend on
+// the pixel and the dimension only, so that its later samples need not hash
+// them again. A sampler's seed belongs to one thread.
 struct PixelSeed {
-  int x = -1, y = -1;
-  std::uint32_t hash = hash32({static_cast<std::uint32_t>(-1), static_cast<std::uint32_t>(-1)});
-  PixelSeed() = default;
-  PixelSeed(int px, int py)
-      : x(px), y(py), hash(hash_mix(hash_mix(kHashStart, static_cast<std::uint32_t>(px)), static_cast<std::uint32_t>(py))) {}
+  int x, y;
+  std::uint32_t hash;
+  struct Scrambles {
+    std::uint32_t dimension, shuffle, first, second;
+  };
+  std::uint64_t known;  // bit k: scrambles[k] holds this pixel's scrambles of its dimension
+  Scrambles scrambles[64];
+
+  explicit PixelSeed(int px = -1, int py = -1) { at(px, py); }
+  PixelSeed(const PixelSeed &) = delete;
+  PixelSeed &operator=(const PixelSeed &) = delete;
+  void at(int px, int py) {
+    x = px, y = py, known = 0;
+    hash = hash_mix(hash_mix(kHashStart, static_cast<std::uint32_t>(px)), static_cast<std::uint32_t>(py));
+  }
 };
 
 // The 2D point of sample `index` in dimension `dimension` of pixel (x, y), in [0, 1)^2.
-void sample_2d(SamplerKind kind, const PixelSeed &pixel, int index, std::uint32_t dimension, float out[2]);
+void sample_2d(SamplerKind kind, PixelSeed &pixel, int index, std::uint32_t dimension, float out[2]);
 inline void sample_2d(SamplerKind kind, int x, int y, int index, std::uint32_t dimension, float out[2]) {
-  sample_2d(kind, PixelSeed(x, y), index, dimension, out);
+  PixelSeed pixel(x, y);
+  sample_2d(kind, pixel, index, dimension, out);
 }
 
 }  // namespace tavo::host

@@ -50,8 +50,8 @@ class Sample {
   int samples_per_pixel = 1;
   SamplerKind sampler = SamplerKind::Sobol;
   // The sampler's seed of (pixel_x, pixel_y), made again when they change.
-  const PixelSeed &pixel_seed() const {
-    if (seed_.x != pixel_x || seed_.y != pixel_y) seed_ = PixelSeed(pixel_x, pixel_y);
+  PixelSeed &pixel_seed() const {
+    if (seed_.x != pixel_x || seed_.y != pixel_y) seed_.at(pixel_x, pixel_y);
     return seed_;
   }
 
