@@ -10,11 +10,20 @@
 #include <vector>
 
 #include "renderer_core.h"
+#include "values.h"
 
 namespace tavo::test {
 
 using host::Assignment;
 using host::Renderer;
+
+// Parameter words, and every digit of every float: equal texts are equal bits (NaN matches NaN), and a failure prints
+// readably.
+inline std::string word(float x) { return host::format_scalar(x); }
+inline std::vector<std::string> words(const miColor &c) { return {word(c.r), word(c.g), word(c.b), word(c.a)}; }
+inline std::vector<std::string> words(const miVector &v) { return {word(v.x), word(v.y), word(v.z)}; }
+inline std::string exact(const miColor &c) { return word(c.r) + " " + word(c.g) + " " + word(c.b) + " " + word(c.a); }
+inline std::string exact(const miVector &v) { return word(v.x) + " " + word(v.y) + " " + word(v.z); }
 
 inline Assignment value(std::string path, std::vector<std::string> words) {
   return {std::move(path), std::move(words), 0, {}};

@@ -40,6 +40,16 @@ class SceneTest : public HostTest {
 
   static miTag tag(const std::string &name) { return renderer().named(name); }
 
+  // A committed scene of `objects` seen against `environment`, the one that traces answer from.
+  static host::Scene &scene_of(std::vector<host::Object> objects = {}, miTag environment = 0) {
+    auto scene = std::make_shared<host::Scene>();
+    for (host::Object &o : objects) scene->add(std::move(o));
+    scene->commit();
+    scene->environment = environment;
+    renderer().set_current_scene(scene);
+    return *scene;
+  }
+
   // A file in a directory of the test's own (ctest runs tests side by side).
   static std::string write_file(const std::string &name, const std::string &text) {
     const std::filesystem::path dir = std::filesystem::path(::testing::TempDir()) / "tavo_host_tests" /

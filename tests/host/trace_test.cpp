@@ -5,19 +5,9 @@ namespace tavo::test {
 namespace {
 
 using host::Object;
-using host::Scene;
 
 class Tracing : public SceneTest {
  protected:
-  // A committed scene of the objects given, current for the renderer's operations.
-  Scene &scene_of(std::vector<Object> objects) {
-    auto scene = std::make_shared<Scene>();
-    for (Object &o : objects) scene->add(std::move(o));
-    scene->commit();
-    renderer().set_current_scene(scene);
-    return *scene;
-  }
-
   // Casts a probe from a fresh state and returns its child state.
   static const miState &probe(host::ShadingState &s, miVector origin, miVector direction, bool expect_hit = true) {
     EXPECT_EQ(mi_trace_probe(&s.state, &direction, &origin), expect_hit ? miTRUE : miFALSE);

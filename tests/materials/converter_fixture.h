@@ -121,14 +121,6 @@ inline float result_value(const std::string &shader, const std::string &name, co
   return v;
 }
 
-inline std::string word(float v) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.9g", static_cast<double>(v));
-  return text;
-}
-
-inline std::vector<std::string> words(const miColor &c) { return {word(c.r), word(c.g), word(c.b), word(c.a)}; }
-
 // (0.67 g + 0.265 r) + 0.065 b, the weighting the glass converters use.
 inline float brightness(float r, float g, float b) { return (0.67f * g + 0.265f * r) + 0.065f * b; }
 

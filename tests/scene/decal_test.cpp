@@ -7,7 +7,6 @@
 
 #include "host/scene_fixture.h"
 #include "scene/tavo_decal.h"
-#include "values.h"
 
 namespace tavo::test {
 namespace {
@@ -26,7 +25,6 @@ struct Decal {
 Decal square(std::string material, float x, float y, float size) {
   return {std::move(material), {x, y, 0}, {x + size, y, 0}, {x, y + size, 0}, {x + size, y + size, 0}};
 }
-std::string exact(const miVector &v) { return host::format_scalar(v.x) + " " + host::format_scalar(v.y) + " " + host::format_scalar(v.z); }
 
 struct Shaded {
   miBoolean returned;
@@ -62,8 +60,7 @@ class Decals : public SceneTest {
         const Decal &d = decals[i];
         const miVector &c = k == 1 ? d.c01 : k == 2 ? d.c11 : k == 3 ? d.c10 : d.c00;
         a.push_back(value(std::string(arrays[k]) + "[" + std::to_string(i) + "]",
-                          k == 0 ? std::vector<std::string>{d.material.empty() ? "0" : std::to_string(tag(d.material))}
-                                 : std::vector<std::string>{host::format_scalar(c.x), host::format_scalar(c.y), host::format_scalar(c.z)}));
+                          k == 0 ? std::vector<std::string>{d.material.empty() ? "0" : std::to_string(tag(d.material))} : words(c)));
       }
     return renderer().create_instance("tavo_decal", a);
   }

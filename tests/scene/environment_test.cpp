@@ -1,7 +1,6 @@
 // Environment switch: a plain background colour for what the camera sees
 // directly, the named environment shader for every other lookup.
 #include "host/scene_fixture.h"
-#include "scene/tavo_environment.h"
 
 namespace tavo::test {
 namespace {

@@ -6,7 +6,6 @@
 
 #include "host/scene_fixture.h"
 #include "scene/tavo_Core_Glossy_Sampler.h"
-#include "values.h"
 
 namespace tavo::test {
 namespace {
@@ -23,24 +22,15 @@ class GlossySampler : public SceneTest {
  protected:
   static miTag sampler(bool reject, float factor) {
     return renderer().create_instance("tavo_core_glossy_sampler", {value("reject_outliers", {reject ? "on" : "off"}),
-                                                                   value("outlier_factor", {host::format_scalar(factor)})});
+                                                                   value("outlier_factor", {word(factor)})});
   }
   // An empty scene whose environment averages `samples` through the offered
   // function, telling it `count` samples when one is given.
   static miTag sky(const std::vector<miColor> &samples, std::optional<int> count = {}) {
     std::vector<Assignment> a;
-    for (std::size_t k = 0; k < samples.size(); ++k) {
-      const miColor &c = samples[k];
-      a.push_back(value("samples[" + std::to_string(k) + "]", {host::format_scalar(c.r), host::format_scalar(c.g),
-                                                              host::format_scalar(c.b), host::format_scalar(c.a)}));
-    }
+    for (std::size_t k = 0; k < samples.size(); ++k) a.push_back(value("samples[" + std::to_string(k) + "]", words(samples[k])));
     if (count) a.insert(a.end(), {value("use_count", {"on"}), value("count", {std::to_string(*count)})});
-    const miTag averager = renderer().create_instance("tavo_host_sample_average", a);
-    auto scene = std::make_shared<host::Scene>();
-    scene->commit();
-    scene->environment = averager;
-    renderer().set_current_scene(scene);
-    return averager;
+    return scene_of({}, renderer().create_instance("tavo_host_sample_average", a)).environment;
   }
 };
 

@@ -8,7 +8,6 @@
 #include <tuple>
 
 #include "host_fixture.h"
-#include "values.h"
 
 namespace tavo::test {
 namespace {
@@ -30,7 +29,7 @@ class Readouts : public HostTest {
   }
   static float scale(const char *shader, std::optional<float> unit_scale, float v) {
     return read<float>(shader, unit_scale ? std::optional(scene_with_unit_scale(*unit_scale)) : std::nullopt,
-                       {value("value", {host::format_scalar(v)})});
+                       {value("value", {word(v)})});
   }
 };
 

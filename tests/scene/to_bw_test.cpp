@@ -1,7 +1,5 @@
 // Black-and-white lens: the traced colour turned into a weighted grey.
 #include "host/scene_fixture.h"
-#include "scene/to_bw.h"
-#include "values.h"
 
 namespace tavo::test {
 namespace {
@@ -11,11 +9,7 @@ class ToBw : public SceneTest {
   // The lens's life cycle for one eye ray into an empty scene whose environment is `shader` of colour `c`.
   static std::pair<miBoolean, miColor> lens(const miColor &c, const std::vector<Assignment> &weights = {},
                                             const char *shader = "tavo_host_constant") {
-    auto scene = std::make_shared<host::Scene>();
-    scene->commit();
-    scene->environment = renderer().create_instance(shader, {value("color", {host::format_scalar(c.r), host::format_scalar(c.g),
-                                                                             host::format_scalar(c.b), host::format_scalar(c.a)})});
-    renderer().set_current_scene(scene);
+    scene_of({}, renderer().create_instance(shader, {value("color", words(c))}));
     const auto calls = renderer().run(renderer().create_instance("to_bw", weights), {miRAY_EYE});
     miColor out;
     std::memcpy(&out, calls.front().result.data(), sizeof out);

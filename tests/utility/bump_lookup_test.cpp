@@ -2,7 +2,6 @@
 // probe method's four rays over a floor, which leave the state as they found it.
 
 #include "host/scene_fixture.h"
-#include "utility/tavo_Utility_BumpLookup.h"
 #include "utility_fixture.h"
 
 namespace tavo::test {

@@ -2,8 +2,10 @@
 // and highlight boost, each step skipped at its neutral value, and the
 // parameters that `precompute` freezes for the instance.
 
-#include "utility/tavo_Utility_ColorCorrection.h"
-#include "utility_fixture.h"
+#include <cmath>
+#include <limits>
+
+#include "host_fixture.h"
 
 namespace tavo::test {
 namespace {

@@ -4,8 +4,6 @@
 // which reports the argument it was handed.
 
 #include "host/scene_fixture.h"
-#include "utility/tavo_Utility_LightmapSwitcher.h"
-#include "utility_fixture.h"
 
 namespace tavo::test {
 namespace {

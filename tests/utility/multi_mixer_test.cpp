@@ -2,11 +2,10 @@
 // output, normal mode, the request each layer shader is handed, and stacks
 // that are empty or fail. Layers are the host's helper that reports its request.
 
+#include <limits>
 #include <optional>
 
 #include "host/scene_fixture.h"
-#include "utility/tavo_Utility_MultiMixer.h"
-#include "utility_fixture.h"
 
 namespace tavo::test {
 namespace {

@@ -2,8 +2,8 @@
 // colour paths, the inverse gamma, and the filtered lookup with the guard
 // (shared with the bump lookup) that lets it run where a pixel is seen.
 
-#include "host/scene_fixture.h"
 #include "utility/tavo_Utility_TexLookup.h"
+#include "host/scene_fixture.h"
 #include "utility_fixture.h"
 
 namespace tavo::test {

@@ -1,37 +1,11 @@
-// Shared by the utility tests: parameter words, exact comparisons, and (where
-// the host traces) the wall and images that the texture and bump lookups read.
+// The wall and images that the texture and bump lookups read.
 #pragma once
 
 #include <algorithm>
-#include <array>
-#include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <functional>
-#include <limits>
 #include <string>
-#include <tuple>
 #include <vector>
 
-#include "host_fixture.h"
-#include "values.h"
-
-// Internal to each test file (an unnamed namespace): other folders' fixtures
-// have helpers of the same names, and inline functions of one name must agree.
-namespace tavo::test {
-namespace {
-
-inline std::string word(float x) { return host::format_scalar(x); }
-inline std::vector<std::string> words(const miColor &c) { return {word(c.r), word(c.g), word(c.b), word(c.a)}; }
-inline std::vector<std::string> words(const miVector &v) { return {word(v.x), word(v.y), word(v.z)}; }
-// Every digit of every float: equal texts are equal bits (NaN matches NaN), and a failure prints readably.
-inline std::string exact(const miColor &c) { return word(c.r) + " " + word(c.g) + " " + word(c.b) + " " + word(c.a); }
-inline std::string exact(const miVector &v) { return word(v.x) + " " + word(v.y) + " " + word(v.z); }
-
-}  // namespace
-}  // namespace tavo::test
-
-#if TAVO_TRACING
 #include "host/scene_fixture.h"
 
 namespace tavo::test {
@@ -108,4 +82,3 @@ class LookupTest : public SceneTest {
 
 }  // namespace
 }  // namespace tavo::test
-#endif

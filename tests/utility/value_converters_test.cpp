@@ -1,8 +1,11 @@
 // Value converters: one parameter type into another, read on every call.
+#include <array>
 #include <cstdlib>
+#include <limits>
+#include <tuple>
 
 #include "utility/value_converters.h"
-#include "utility_fixture.h"
+#include "host_fixture.h"
 
 namespace tavo::test {
 namespace {
