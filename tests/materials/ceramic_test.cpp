@@ -2,77 +2,36 @@
 // which scale saturation and value without clamping.
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 #include "materials/converter_fixture.h"
 #include "materials/tavo_Shd_Ceramic_spider.h"
 
 namespace tavo::test {
 namespace {
 
-using ceramic::Ready;
-
-constexpr const char *kShader = "tavo_Shd_Ceramic_spider";
-
 using Ceramic = ConverterTest;
 
-// Worked out by hand: largest and smallest channel, the hue's difference d and
-// offset k, its sextant i and which of value, p and q each channel takes there.
-struct ColourCase {
-  miColor color;
-  float max, min, d, k;
-  int i;
-  const char *order;  // three of 'V', 'p', 'q' for r, g, b
-};
-
-miColor expected_colour(const ColourCase &c, float saturation_factor, float value_factor) {
-  float h = 0.0f;
-  float s = 0.0f;
-  if (c.max != c.min) {
-    const float spread = c.max - c.min;
-    h = (c.k - c.d / spread) / 6.0f;
-    s = spread / c.max;
-  }
-  const float sat = s * saturation_factor;
-  const float val = c.max * value_factor;
-  const float x = h * 6.0f;
-  EXPECT_EQ(std::floor(x), static_cast<float>(c.i)) << "hand-derived sextant";
-  float f = x - static_cast<float>(c.i);
-  if (c.i % 2 == 0) f = 1.0f - f;
-  const float p = (1.0f - sat) * val;
-  const float q = (1.0f - f * sat) * val;
-  const auto pick = [&](char which) { return which == 'V' ? val : which == 'p' ? p : q; };
-  return {pick(c.order[0]), pick(c.order[1]), pick(c.order[2]), c.color.a};
-}
-
+// The tint scales saturation by 0.85 and value by 0.95, the deep colour by 1.4 and 0.94. Each colour's hue lies in
+// another sextant (by its smallest channel and the order of the other two), where value, p and q land on other
+// channels; red's deep colour shows the unclamped saturation: p = (1 - 1.4) x 0.94.
 TEST_F(Ceramic, TintAndDeepColoursScaleSaturationAndValue) {
-  const ColourCase cases[] = {
-      // pure red: hue 1, sextant 6
-      {{1.0f, 0.0f, 0.0f, 1.0f}, 1.0f, 0.0f, 0.0f - 1.0f, 5.0f, 6, "Vqp"},
-      // black: no hue, no saturation
-      {{0.0f, 0.0f, 0.0f, 0.0f}, 0.0f, 0.0f, 0.0f, 0.0f, 0, "Vqp"},
-      // red smallest (k 3)
-      {{0.2f, 0.4f, 0.8f, 0.5f}, 0.8f, 0.2f, 0.4f - 0.8f, 3.0f, 3, "pqV"},
-      {{0.2f, 0.8f, 0.5f, 1.0f}, 0.8f, 0.2f, 0.8f - 0.5f, 3.0f, 2, "pVq"},
-      // green smallest (k 5)
-      {{0.9f, 0.3f, 0.6f, 0.25f}, 0.9f, 0.3f, 0.6f - 0.9f, 5.0f, 5, "Vpq"},
-      {{0.5f, 0.2f, 0.8f, 1.0f}, 0.8f, 0.2f, 0.8f - 0.5f, 5.0f, 4, "qpV"},
-      // blue smallest (k 1)
-      {{0.3f, 0.7f, 0.1f, 1.0f}, 0.7f, 0.1f, 0.3f - 0.7f, 1.0f, 1, "qVp"},
-      {{0.8f, 0.6f, 0.2f, 0.0f}, 0.8f, 0.2f, 0.8f - 0.6f, 1.0f, 0, "Vqp"},
+  const struct {
+    miColor color;
+    const char *tint, *deep;
+  } cases[] = {
+      {{1, 0, 0, 1}, "0.949999988 0.142499968 0.142499968 1", "0.939999998 -0.375999987 -0.375999987 1"},  // sextant 6
+      {{0, 0, 0, 0}, "0 0 0 0", "0 0 0 0"},  // no hue, no saturation
+      {{0.2f, 0.4f, 0.8f, 0.5f}, "0.27549997 0.437000036 0.75999999 0.5", "-0.0375999659 0.225600153 0.752000034 0.5"},
+      {{0.2f, 0.8f, 0.5f, 1}, "0.27549997 0.75999999 0.517749965 1", "-0.0375999659 0.752000034 0.357200027 1"},
+      {{0.9f, 0.3f, 0.6f, 0.25f}, "0.854999959 0.370499998 0.612749994 0.25", "0.845999956 0.0564000458 0.451200008 0.25"},
+      {{0.5f, 0.2f, 0.8f, 1}, "0.517749965 0.27549997 0.75999999 1", "0.357200027 -0.0375999659 0.752000034 1"},
+      {{0.3f, 0.7f, 0.1f, 1}, "0.341999948 0.664999962 0.180500001 1", "0.131599948 0.657999992 -0.131599948 1"},
+      {{0.8f, 0.6f, 0.2f, 0}, "0.75999999 0.598500013 0.27549997 0", "0.752000034 0.488800049 -0.0375999659 0"},
   };
-  for (const ColourCase &c : cases) {
-    SCOPED_TRACE(testing::Message() << "colour " << c.color.r << " " << c.color.g << " " << c.color.b);
-    const Ready r = run<Ready>(kShader, {value("color", words(c.color))});
-    const miColor tint = expected_colour(c, 0.85f, 0.95f);
-    const miColor deep = expected_colour(c, 1.4f, 0.94f);
-    EXPECT_COLOR_EQ(r.tint_color, tint.r, tint.g, tint.b, tint.a);
-    EXPECT_COLOR_EQ(r.deep_color, deep.r, deep.g, deep.b, deep.a);
+  for (const auto &c : cases) {
+    const auto r = run<ceramic::Ready>("tavo_Shd_Ceramic_spider", {value("color", words(c.color))});
+    EXPECT_EQ(exact(r.tint_color), c.tint) << exact(c.color);
+    EXPECT_EQ(exact(r.deep_color), c.deep) << exact(c.color);
   }
-  // red as documented: the unclamped saturation 1.4 gives negative channels
-  const Ready red = run<Ready>(kShader, {value("color", {"1", "0", "0", "1"})});
-  EXPECT_NEAR(red.tint_color.g, 0.1425f, 1e-6f);
-  EXPECT_NEAR(red.deep_color.g, -0.376f, 1e-6f);
 }
 
 }  // namespace
