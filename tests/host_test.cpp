@@ -1,5 +1,5 @@
 // The reference host as the library sees it: parameter blocks and their connections, array storage, the init
-// protocol, the full exit's thread locals and the allocator's bookkeeping, through the tests' own small shader library.
+// protocol and the allocator's bookkeeping, through the tests' own small shader library.
 #include <cstring>
 #include <tuple>
 
@@ -67,22 +67,6 @@ TEST_F(HostCore, BadAssignmentsAreRejectedWithTheirName) {
   };
   for (const auto &[shader, assignment, error] : cases)
     EXPECT_EQ(error_of([&] { renderer().create_instance(shader, {assignment}); }), error) << assignment.path;
-}
-
-TEST_F(HostCore, FullExitReleasesThreadLocalsLastFirstThenTheRecord) {
-  const miTag tag = renderer().create_instance("test_exit_full", {});
-  host::ShadingState s;
-  renderer().init_instance(tag, s.state);
-  void *record = renderer().instance(tag)->user_pointer;
-  void *first = renderer().allocate("thread", 1, 8), *third = renderer().allocate("thread", 3, 8),
-       *fourth = renderer().allocate("thread", 4, 8);
-  renderer().instance(tag)->thread_locals = {first, nullptr, third, fourth, nullptr};
-  renderer().exit_instance(tag, s.state);
-  std::vector<void *> order;
-  for (const host::ReleaseRecord &r : renderer().releases()) order.push_back(r.block);
-  EXPECT_EQ(order, (std::vector<void *>{fourth, third, first, record}));
-  EXPECT_EQ(renderer().releases().back().file, "test_exit_full");
-  EXPECT_EQ(renderer().instance(tag)->user_pointer, nullptr);
 }
 
 TEST_F(HostCore, AllocatorAndMessagesReportWhatIsHeldAndStrayReleasesInOrder) {

@@ -42,7 +42,7 @@ TEST_F(ShaderCalls, ConnectionsFollowTheStateTheMaterialIsShadedAt) {
 
 TEST_F(ShaderCalls, InstancesFirstCalledWhileShadingAreInitialisedOnceAndWideResultsRefused) {
   renderer().load_library(TAVO_TEST_SHADERS, TAVO_TEST_DECLARATIONS);
-  const miTag counter = renderer().create_instance("test_exit_plain", {value("value", {"9"})});
+  const miTag counter = renderer().create_instance("test_record", {value("value", {"9"})});
   host::ShadingState s;
   miColor out{};
   for (int k = 0; k < 3; ++k) {
