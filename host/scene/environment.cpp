@@ -124,7 +124,7 @@ miColor Environment::radiance(const miVector &d, float &density) const {
   return radiance_at(x, y);
 }
 
-miVector Environment::sample(float u, float v, float &pdf, miColor &seen) const {
+Environment::Choice Environment::choose(float u, float v) const {
   const int j = find_interval(rows_.data(), height_, row_guide_.data(), u);
   const float row_span = rows_[j + 1] - rows_[j];
   const float fy = row_span > 0 ? (u - rows_[j]) / row_span : 0.5f;
@@ -132,11 +132,14 @@ miVector Environment::sample(float u, float v, float &pdf, miColor &seen) const 
   const int i = find_interval(cdf, width_, &column_guides_[static_cast<std::size_t>(j) * (width_ + 1)], v);
   const float span = cdf[i + 1] - cdf[i];
   const float fx = span > 0 ? (v - cdf[i]) / span : 0.5f;
-  // the texel position is known: no need to map the direction back to find it
   const float x = i + std::clamp(fx, 0.0f, 0.999f), y = j + std::clamp(fy, 0.0f, 0.999f);
-  pdf = density_at(x, y);
-  seen = radiance_at(x, y);
-  return from_image(x, y);
+  return {from_image(x, y), x, y};
+}
+
+miColor Environment::radiance(const Choice &choice, float &density) const {
+  // the texel position is known: no need to map the direction back to find it
+  density = density_at(choice.x, choice.y);
+  return radiance_at(choice.x, choice.y);
 }
 
 Environment Environment::studio(float rotation_degrees, float intensity) {

@@ -26,9 +26,17 @@ class Environment {
   // The radiance arriving from direction `d` (unit), and the density with
   // which `sample` chooses that direction.
   miColor radiance(const miVector &d, float &density) const;
-  // A direction chosen by brightness from (u, v) in [0, 1)^2, with its
-  // solid-angle density and radiance.
-  miVector sample(float u, float v, float &density, miColor &radiance) const;
+  // A direction chosen by brightness from (u, v) in [0, 1)^2, and where it
+  // lies in the image.
+  struct Choice {
+    miVector direction;
+    float x, y;  // in texels
+  };
+  Choice choose(float u, float v) const;
+  // The radiance arriving from a chosen direction, and the solid-angle
+  // density of the choice: apart, since a direction under the surface
+  // needs neither.
+  miColor radiance(const Choice &choice, float &density) const;
 
  private:
   void to_image(const miVector &d, float &x, float &y) const;  // in texels

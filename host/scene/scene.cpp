@@ -178,8 +178,14 @@ bool Scene::next_light_sample(const miState &state, const LightFrame &frame, int
     } else {
       // the cells stratify the unit square the environment's sampling maps
       const int i = n % cells, j = n / cells;
-      out.direction = light.environment->sample((i + r[0]) / cells, (j + r[1]) / cells, density, radiance);
+      const Environment::Choice choice = light.environment->choose((i + r[0]) / cells, (j + r[1]) / cells);
+      out.direction = choice.direction;
       out.distance = std::numeric_limits<float>::infinity();
+      if (!(dot(n_shading, out.direction) > 0.0f)) {  // under the surface: no light to look up
+        out.cosine = 0.0f;
+        return true;
+      }
+      radiance = light.environment->radiance(choice, density);
     }
     density *= static_cast<float>(cells * cells);
     if (!(density > 0.0f)) {
