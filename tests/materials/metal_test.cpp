@@ -1,9 +1,6 @@
 // The metal's aging of type 3: the patina blends the entries of a twelve-step
-// ramp around t * 11, and an eleven-value spline shapes its fade.
+// ramp around t x 11, and an eleven-value spline shapes its fade.
 #include <gtest/gtest.h>
-
-#include <algorithm>
-#include <iterator>
 
 #include "materials/converter_fixture.h"
 #include "materials/tavo_Shd_Metal_spider.h"
@@ -11,61 +8,43 @@
 namespace tavo::test {
 namespace {
 
-using metal::Ready;
-
-constexpr const char *kShader = "tavo_Shd_Metal_spider";
-
 using Metal = ConverterTest;
 
-float b(int byte) { return static_cast<float>(byte) / 255.0f; }
-
-float spline_at(float t) {
-  miScalar control[11] = {0.0f, 0.82f, 0.92f, 0.96f, 0.98f, 1.0f, 1.0f, 1.0f, 1.0f, 1.0f, 1.0f};
-  return mi_spline(t, 11, control);
-}
-
-struct PatinaCase {
-  float t;
-  float ramp_r, ramp_g, ramp_b;  // the ramp colour at t, worked out by hand
-};
-
 TEST_F(Metal, TypeThreeAgesThroughTheRampAndTheSpline) {
-  const PatinaCase cases[] = {
-      {0.0f, 0.737f, 0.314f, 0.184f},
-      {1.0f, b(160), b(188), b(147)},  // the last entry exactly
-      // x = 5.5: halfway between entries 5 and 6
-      {0.5f, 0.5f * b(70) + 0.5f * b(95), 0.5f * b(44) + 0.5f * b(73), 0.5f * b(9) + 0.5f * b(29)},
-      // x = 2.75
-      {0.25f, (1.0f - 0.75f) * b(114) + 0.75f * b(99), (1.0f - 0.75f) * b(20) + 0.75f * b(25),
-       (1.0f - 0.75f) * b(18) + 0.75f * b(0)},
-      // x = 0.6875, from the constant first entry
-      {0.0625f, (1.0f - 0.6875f) * 0.737f + 0.6875f * b(116), (1.0f - 0.6875f) * 0.314f + 0.6875f * b(19),
-       (1.0f - 0.6875f) * 0.184f + 0.6875f * b(2)},
+  const struct {
+    const char *patina;
+    miInteger on;
+    float bias, fade;  // (1 - t) x 2 - 1, and 1 - the spline, held at 0 where it overshoots 1
+    const char *colour;
+    float square;
+  } cases[] = {
+      {"0", 0, 1, 1, "0.736999989 0.31400001 0.184 0", 0},                          // the constant first entry
+      {"1", 1, -1, 0, "0.627451003 0.737254918 0.576470613 0", 1},                  // the last, (160, 188, 147) / 255
+      {"0.5", 1, 0, 0, "0.530264735 0.271705896 0.129254907 0", 0.25f},             // x = 5.5: entries 5 and 6
+      {"0.25", 1, 0.5f, 0.0550000072f, "0.653485298 0.258784324 0.142411768 0", 0.0625f},          // x = 2.75
+      {"0.0625", 1, 0.875f, 0.434765637f, "0.72487855 0.303709418 0.176430762 0", 0.00390625f},  // x = 0.6875
       // outside [0, 1] only the ramp lookup is clamped
-      {1.5f, b(160), b(188), b(147)}, {-0.25f, 0.737f, 0.314f, 0.184f},
+      {"1.5", 1, -2, 0, "0.572676539 0.948882341 0.772705913 0", 2.25f},
+      {"-0.25", 1, 1.5f, 1, "0.736999989 0.31400001 0.184 0", 0.0625f},
+      // at the knots t = k / 10 the fade is 1 minus the control value itself: 0.82, 0.96 and 1
+      {"0.1", 1, 0.799999952f, 1.0f - 0.82f, "0.708711743 0.290090203 0.167011768 0", 0.0100000007f},
+      {"0.3", 1, 0.399999976f, 1.0f - 0.96f, "0.624605894 0.249211788 0.129152939 0", 0.0900000036f},
+      {"0.9", 1, -0.799999952f, 0, "0.553347111 0.617988288 0.443341136 0", 0.809999943f},
+      {"0.55", 1, -0.100000024f, 0, "0.53741473 0.302094132 0.146966666 0", 0.30250001f},  // the spline overshoots 1 here
   };
-  for (const PatinaCase &c : cases) {
-    SCOPED_TRACE(testing::Message() << "patina " << c.t);
-    const Ready r = run<Ready>(kShader, {value("type", {"3"}), value("patina", {word(c.t)}), value("finish", {"0"})});
-    EXPECT_EQ(r.patina_on, c.t != 0.0f ? 1 : 0);
-    EXPECT_EQ(r.patina_bias, (1.0f - c.t) * 2.0f - 1.0f);
-    const float s = std::min(spline_at(c.t), 1.0f);
-    EXPECT_EQ(r.patina_fade, 1.0f - s);
-    EXPECT_EQ(r.patina_fade_2, 1.0f - s);
-    EXPECT_COLOR_EQ(r.patina_color, (0.737f - c.ramp_r) * (1.0f - c.t) + c.ramp_r,
-                    (0.314f - c.ramp_g) * (1.0f - c.t) + c.ramp_g, (0.184f - c.ramp_b) * (1.0f - c.t) + c.ramp_b, 0.0f);
-    EXPECT_EQ(r.patina_square, c.t * c.t);
+  for (const auto &c : cases) {
+    SCOPED_TRACE(std::string("patina ") + c.patina);
+    const auto r = run<metal::Ready>("tavo_Shd_Metal_spider", {value("type", {"3"}), value("patina", {c.patina}),
+                                                               value("finish", {"0"})});
+    EXPECT_EQ(r.patina_on, c.on);
+    EXPECT_EQ(r.patina_bias, c.bias);
+    EXPECT_EQ(r.patina_fade, c.fade);
+    EXPECT_EQ(r.patina_fade_2, c.fade);
+    EXPECT_EQ(exact(r.patina_color), c.colour);
+    EXPECT_EQ(r.patina_square, c.square);
     EXPECT_EQ(r.patina_weight, 1.0f);
     EXPECT_EQ(r.patina_gloss, 0.9f);
   }
-  // the eleven control values shape the fade: at the knots t = k / 10 it is 1 minus the value itself
-  const std::pair<float, float> knots[] = {{0.1f, 1.0f - 0.82f}, {0.3f, 1.0f - 0.96f}, {0.9f, 0.0f}};
-  for (const auto &[t, fade] : knots) {
-    EXPECT_EQ(run<Ready>(kShader, {value("type", {"3"}), value("patina", {word(t)})}).patina_fade, fade) << t;
-  }
-  // just past the last rise the spline overshoots 1: the fade is held at 0
-  ASSERT_GT(spline_at(0.55f), 1.0f);
-  EXPECT_EQ(run<Ready>(kShader, {value("type", {"3"}), value("patina", {"0.55"})}).patina_fade, 0.0f);
 }
 
 }  // namespace
