@@ -1,7 +1,6 @@
 // The declarations parser: layouts the host hands the library, gui blocks, and the errors a malformed file gets.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 
 #include "declarations.h"
@@ -103,13 +102,9 @@ TEST(Declarations, MalformedFilesNameFileLineAndWhatWasExpected) {
 
 // A shipped material hands its converter's parameters on unchanged, in order, through its interface.
 TEST(Declarations, ShippedMaterialsWireTheirConverterThroughTheirInterface) {
-  const auto decls = read_declarations(TAVO_DECLARATIONS);
-  const auto named = [&](const std::string &name) {
-    return *std::find_if(decls.begin(), decls.end(), [&](const ShaderDeclaration &d) { return d.name == name; });
-  };
   for (const char *kind : {"Metal", "Mirror"}) {
-    const ShaderDeclaration &material = named(std::string("tavo_Mtl_") + kind);
-    const auto &given = named(std::string("tavo_Shd_") + kind + "_spider").parameters.fields;
+    const ShaderDeclaration &material = *test::declared(std::string("tavo_Mtl_") + kind);
+    const auto &given = test::declared(std::string("tavo_Shd_") + kind + "_spider")->parameters.fields;
     const Phenomenon &net = *material.phenomenon;
     EXPECT_EQ(net.shaders.front().shader + " " + net.shaders.back().shader + " " + net.root,
               std::string("tavo_Shd_") + kind + "_spider tavo_host_layered " + net.shaders.back().name);

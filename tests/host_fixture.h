@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "declarations.h"
 #include "renderer_core.h"
 #include "values.h"
 
@@ -30,6 +31,25 @@ inline Assignment value(std::string path, std::vector<std::string> words) {
 }
 inline Assignment link(std::string path, miTag source, std::string field = {}) {
   return {std::move(path), {}, source, std::move(field)};
+}
+
+// The library's declarations file, read once, and a shader of it by name (null when it has none).
+inline const std::vector<host::ShaderDeclaration> &declarations() {
+  static const std::vector<host::ShaderDeclaration> all = host::read_declarations(TAVO_DECLARATIONS);
+  return all;
+}
+inline const host::ShaderDeclaration *declared(const std::string &name) {
+  for (const host::ShaderDeclaration &d : declarations())
+    if (d.name == name) return &d;
+  return nullptr;
+}
+
+// A field of a record by name; "array.field" names a field of an array's element, at its offset within the element.
+inline const host::Field *field(const host::Type &record, const std::string &name) {
+  const std::size_t dot = name.find('.');
+  for (const host::Field &f : record.fields)
+    if (f.name == name.substr(0, dot)) return dot == std::string::npos ? &f : field(*f.type.element, name.substr(dot + 1));
+  return nullptr;
 }
 
 // The message of the host::Error that `run` throws, or "no error".

@@ -4,12 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <map>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "declarations.h"
+#include "host_fixture.h"
 #include "platform.h"
 #include "materials/tavo_Shd_Ceramic_spider.h"
 #include "materials/tavo_Shd_Concrete_spider.h"
@@ -47,25 +46,24 @@ struct FieldLayout {
   std::size_t offset;
 };
 
-// size, alignment; a shader without a record (void) has an empty block.
+using Shape = std::pair<std::size_t, std::size_t>;  // size, alignment
+
+// A shader without a record (void) has an empty block, aligned as every block is.
 template <typename T>
-struct Shape {
-  static constexpr std::size_t size = sizeof(T), align = alignof(T);
-};
-template <>
-struct Shape<void> {
-  static constexpr std::size_t size = 0, align = 4;
-};
+constexpr Shape shape() {
+  if constexpr (std::is_void_v<T>) return {0, 4};
+  else return {sizeof(T), alignof(T)};
+}
 
 struct Row {
   std::string shader;
-  std::size_t params_size, params_align, result_size, result_align;  // result_size 0: no result record
+  Shape params, result;             // a result of size 0: no result record
   std::vector<FieldLayout> pinned;  // parameter offsets by declared name
 };
 
 template <typename Params, typename Result = void>
 Row row(const char *shader, std::vector<FieldLayout> pinned = {}) {
-  return {shader, Shape<Params>::size, Shape<Params>::align, Shape<Result>::size, Shape<Result>::align, pinned};
+  return {shader, shape<Params>(), shape<Result>(), pinned};
 }
 
 #define PIN(Record, name, member) FieldLayout{name, offsetof(Record, member)}
@@ -128,37 +126,17 @@ const std::vector<Row> &rows() {
   return all;
 }
 
-const std::map<std::string, host::ShaderDeclaration> &declared() {
-  static const std::map<std::string, host::ShaderDeclaration> by_name = [] {
-    std::map<std::string, host::ShaderDeclaration> out;
-    for (auto &d : host::read_declarations(TAVO_DECLARATIONS)) out.emplace(d.name, std::move(d));
-    return out;
-  }();
-  return by_name;
-}
-
-// "array.field" names a field of the array's element, its offset within it.
-const host::Field *find(const host::Type &record, const std::string &name) {
-  const std::size_t dot = name.find('.');
-  for (const host::Field &f : record.fields) {
-    if (f.name == name.substr(0, dot)) return dot == std::string::npos ? &f : find(*f.type.element, name.substr(dot + 1));
-  }
-  return nullptr;
-}
-
 TEST(Layouts, EveryRecordHasItsDeclaredSizeAlignmentAndPinnedOffsets) {
   for (const Row &r : rows()) {
     SCOPED_TRACE(r.shader);
-    const auto d = declared().find(r.shader);
-    ASSERT_NE(d, declared().end());
-    EXPECT_EQ(r.params_size, d->second.parameters.size());
-    EXPECT_EQ(r.params_align, 4u);  // the host lays every field out on 4 bytes
-    if (r.result_size) {
-      EXPECT_EQ(r.result_size, d->second.result.size());
-      EXPECT_EQ(r.result_align, 4u);
+    const host::ShaderDeclaration *d = declared(r.shader);
+    ASSERT_NE(d, nullptr);
+    EXPECT_EQ(r.params, Shape(d->parameters.size(), 4));  // the host lays every field out on 4 bytes
+    if (r.result.first) {
+      EXPECT_EQ(r.result, Shape(d->result.size(), 4));
     }
     for (const FieldLayout &pin : r.pinned) {
-      const host::Field *f = find(d->second.parameters, pin.name);
+      const host::Field *f = field(d->parameters, pin.name);
       ASSERT_NE(f, nullptr) << pin.name;
       EXPECT_EQ(pin.offset, f->offset) << pin.name;
     }
@@ -173,7 +151,8 @@ TEST(Layouts, EveryExportedShaderHasARowAndAVersion) {
   std::set<std::string> listed;
   for (const Row &r : rows()) listed.insert(r.shader);
   int exported = 0;
-  for (const auto &[name, d] : declared()) {
+  for (const host::ShaderDeclaration &d : declarations()) {
+    const std::string &name = d.name;
     if (!host::platform::find_symbol(lib, name.c_str())) continue;
     ++exported;
     EXPECT_TRUE(listed.count(name)) << name << " is exported but its records are not checked";

@@ -13,7 +13,6 @@
 #include <string>
 #include <vector>
 
-#include "declarations.h"
 #include "host_fixture.h"
 
 namespace tavo::test {
@@ -87,29 +86,20 @@ class LiveInstance {
 inline const std::vector<host::ShaderDeclaration> &declared_converters() {
   static const std::vector<host::ShaderDeclaration> all = [] {
     std::vector<host::ShaderDeclaration> out;
-    for (auto &d : host::read_declarations(TAVO_DECLARATIONS)) {
-      if (d.name.rfind("tavo_Shd_", 0) == 0) out.push_back(std::move(d));
-    }
+    for (const host::ShaderDeclaration &d : declarations())
+      if (d.name.starts_with("tavo_Shd_")) out.push_back(d);
     std::stable_partition(out.begin(), out.end(), [](const auto &d) { return d.name != "tavo_Shd_Mirror_spider"; });
     return out;
   }();
   return all;
 }
 
-inline const host::Field *field(const host::Type &record, const std::string &name) {
-  for (const host::Field &f : record.fields) {
-    if (f.name == name) return &f;
-  }
-  return nullptr;
-}
-
 // A scalar, integer or boolean field of a result word as a float; "name.g"
 // picks a channel of a colour.
 inline float result_value(const std::string &shader, const std::string &name, const host::CallResult &call) {
-  const auto &all = declared_converters();
-  const auto d = std::find_if(all.begin(), all.end(), [&](const auto &s) { return s.name == shader; });
+  const host::ShaderDeclaration *d = declared(shader);
   const std::size_t dot = name.find('.');
-  const host::Field *f = d == all.end() ? nullptr : field(d->result, name.substr(0, dot));
+  const host::Field *f = d == nullptr ? nullptr : field(d->result, name.substr(0, dot));
   if (f == nullptr) throw std::runtime_error(shader + " has no field " + name);
   const std::size_t at = f->offset + (dot == std::string::npos ? 0 : 4 * std::string("rgba").find(name[dot + 1]));
   const std::uint32_t word = call.result[at / 4];

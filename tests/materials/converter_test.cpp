@@ -33,7 +33,7 @@ bool is_mirror(const host::ShaderDeclaration &d) { return d.name == "tavo_Shd_Mi
 TEST_F(ConverterFrame, ShaderInitsOnlyRequestAndTheReadyRecordLivesFromInitToExit) {
   ASSERT_EQ(declared_converters().size(), 15u);
   int with_init = 0;
-  for (const host::ShaderDeclaration &d : host::read_declarations(TAVO_DECLARATIONS)) {
+  for (const host::ShaderDeclaration &d : declarations()) {
     SCOPED_TRACE(d.name);
     const host::Function *fn = renderer().function(d.name);
     EXPECT_EQ(fn->init == nullptr, fn->exit == nullptr);
