@@ -95,11 +95,13 @@ class HostTest : public ::testing::Test {
     return scene;
   }
 
-  // Runs an instance's whole life cycle with one call per ray; returns the first result as a T.
+  // Runs an instance's whole life cycle with one call per ray, each of which must return true; the first result as a T.
   template <typename T>
   static T result_of(miTag tag, std::vector<int> rays = {miRAY_EYE}) {
+    const std::vector<host::CallResult> calls = renderer().run(tag, rays);
+    for (const host::CallResult &call : calls) EXPECT_EQ(call.returned, miTRUE);
     T out;
-    std::memcpy(&out, renderer().run(tag, rays).at(0).result.data(), sizeof out);
+    std::memcpy(&out, calls.at(0).result.data(), sizeof out);
     return out;
   }
   // The same of a new instance.

@@ -28,7 +28,7 @@ TEST_F(Ceramic, TintAndDeepColoursScaleSaturationAndValue) {
       {{0.8f, 0.6f, 0.2f, 0}, "0.75999999 0.598500013 0.27549997 0", "0.752000034 0.488800049 -0.0375999659 0"},
   };
   for (const auto &c : cases) {
-    const auto r = run<ceramic::Ready>("tavo_Shd_Ceramic_spider", {value("color", words(c.color))});
+    const auto r = eval<ceramic::Ready>("tavo_Shd_Ceramic_spider", {value("color", words(c.color))});
     EXPECT_EQ(exact(r.tint_color), c.tint) << exact(c.color);
     EXPECT_EQ(exact(r.deep_color), c.deep) << exact(c.color);
   }

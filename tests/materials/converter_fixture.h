@@ -32,19 +32,6 @@ class ConverterTest : public HostTest {
     scene.passthrough_value = passthrough;
     renderer().set_scene(scene);
   }
-
-  // One eye ray's result; the life cycle must leave this instance's blocks
-  // freed (a live instance elsewhere in the test may hold its own).
-  template <typename Ready>
-  static Ready run(const std::string &shader, const std::vector<Assignment> &assignments) {
-    const miTag tag = renderer().create_instance(shader, assignments);
-    const host::CallResult call = renderer().run(tag, {miRAY_EYE}).front();
-    EXPECT_EQ(call.returned, miTRUE) << shader;
-    EXPECT_EQ(renderer().held_bytes(tag), 0u) << shader;
-    Ready ready;
-    std::memcpy(&ready, call.result.data(), sizeof ready);
-    return ready;
-  }
 };
 
 // An instance between its init and its exit.

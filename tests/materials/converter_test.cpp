@@ -164,31 +164,31 @@ TEST_F(ConverterFrame, TheFiveLengthFormsUseTheSceneUnit) {
     use_scene(c.unit_scale, c.scene_flag, 1234);
     const bool flag_off = !c.unit_scale || c.scene_flag == 0;  // no record: the flag counts as 0
     const auto ceramic =
-        run<ceramic::Ready>("tavo_Shd_Ceramic_spider", {value("type", {"1"}), value("bump_height_mm", {"2.5"})});
+        eval<ceramic::Ready>("tavo_Shd_Ceramic_spider", {value("type", {"1"}), value("bump_height_mm", {"2.5"})});
     EXPECT_EQ(ceramic.texture_scale, 39.37008f / c.u);     // inches per scene unit: k / u
     EXPECT_EQ(ceramic.bump_height, 2.5f / 1000.0f * c.u);  // millimetres
     for (const float v : {ceramic.bump_vector_x, ceramic.bump_vector_y, ceramic.bump_vector_z})
       EXPECT_EQ(v, ceramic.bump_height * 3.0f);
     EXPECT_EQ(ceramic.scene_value, c.unit_scale ? 1234 : 0);  // 0 without a record to copy from
     const auto sss =
-        run<sss::Ready>("tavo_Shd_SSS_spider", {value("length_2_mm", {"-2.5"}), value("length_4_mm", {"7"})});
+        eval<sss::Ready>("tavo_Shd_SSS_spider", {value("length_2_mm", {"-2.5"}), value("length_4_mm", {"7"})});
     EXPECT_EQ(sss.scene_value, c.unit_scale ? 1234 : 0);
     EXPECT_EQ(sss.length_2, -2.5f / 1000.0f * c.u);  // distinct lengths, so that a swapped field shows
     EXPECT_EQ(sss.length_4, 7.0f / 1000.0f * c.u);
-    const auto concrete = run<concrete::Ready>("tavo_Shd_Concrete_spider", {value("feature_size", {"0.3"})});
+    const auto concrete = eval<concrete::Ready>("tavo_Shd_Concrete_spider", {value("feature_size", {"0.3"})});
     EXPECT_EQ(concrete.length_14in, c.u * 0.3556f);  // metres
     EXPECT_EQ(concrete.feature_size, flag_off ? 0.3f * (1.0f / (c.u * 0.508f)) : 0.3f);
-    const auto stone = run<stone::Ready>("tavo_Shd_Stone_spider", {value("feature_size", {"0.75"})});
+    const auto stone = eval<stone::Ready>("tavo_Shd_Stone_spider", {value("feature_size", {"0.75"})});
     EXPECT_EQ(stone.feature_size_a, flag_off ? (1.0f / (c.u * 0.381f)) * 0.75f : 0.75f);
     EXPECT_EQ(stone.feature_size_b, flag_off ? (1.0f / (c.u * 2.54f)) * 0.75f : 0.75f);
-    const auto metal = run<metal::Ready>("tavo_Shd_Metal_spider", {value("feature_size", {"0.75"})});
+    const auto metal = eval<metal::Ready>("tavo_Shd_Metal_spider", {value("feature_size", {"0.75"})});
     EXPECT_EQ(metal.feature_size_10, flag_off ? metal.feature_size * 10.0f : 0.75f);
     EXPECT_EQ(metal.length_half_in, c.u * 0.0127f);
-    const auto glass = run<solid_glass::Ready>("tavo_Shd_SolidGlass_spider", {value("falloff_distance", {"3.5"})});
+    const auto glass = eval<solid_glass::Ready>("tavo_Shd_SolidGlass_spider", {value("falloff_distance", {"3.5"})});
     EXPECT_EQ(glass.falloff_distance, flag_off ? 3.5f : 2.0f * c.u);
     EXPECT_EQ(glass.pattern_scale_v, 11.811024f / c.u);
     const auto water =
-        run<water::Ready>("tavo_Shd_Water_spider", {value("water_type", {"2"}), value("wave_height", {"4"})});
+        eval<water::Ready>("tavo_Shd_Water_spider", {value("water_type", {"2"}), value("wave_height", {"4"})});
     EXPECT_EQ(water.falloff_distance, 120.0f / 39.37008f * c.u);  // inches as a value
     EXPECT_EQ(water.wave_length_min, 1.5f / 39.37008f * c.u);
     EXPECT_EQ(water.wave_height, 4.0f / 1000.0f * c.u);  // the flag plays no part here

@@ -35,7 +35,7 @@ TEST_F(Glass, SolidPresetColoursBecomeTheFalloffColour) {
   };
   for (const SolidCase &c : cases) {
     SCOPED_TRACE(std::string("glass ") + c.glass_color + " reflectance " + c.front_reflectance);
-    const auto r = run<solid_glass::Ready>(
+    const auto r = eval<solid_glass::Ready>(
         kSolid, {value("glass_color", {c.glass_color}), value("front_reflectance", {c.front_reflectance})});
     const float f = unreflected(c.v);
     EXPECT_COLOR_EQ(r.reflection_color, 1.0f, 1.0f, 1.0f, 1.0f);
@@ -44,7 +44,7 @@ TEST_F(Glass, SolidPresetColoursBecomeTheFalloffColour) {
     EXPECT_COLOR_EQ(r.refraction_falloff_color, c.tint_r * f, c.tint_g * f, c.tint_b * f, 1.0f);
     EXPECT_EQ(r.refresh_per_call, miFALSE);
   }
-  EXPECT_EQ(run<solid_glass::Ready>(kSolid, {value("roughness", {"1.5"})}).glossiness, 1.0f - 1.5f);  // unclamped
+  EXPECT_EQ(eval<solid_glass::Ready>(kSolid, {value("roughness", {"1.5"})}).glossiness, 1.0f - 1.5f);  // unclamped
 }
 
 // A custom colour follows each call's reflectance (unclamped; 0 gives white)
@@ -120,7 +120,7 @@ TEST_F(Glass, GlazingTintsAndReflectancesArePerLayer) {
   };
   for (const GlazingCase &c : cases) {
     SCOPED_TRACE("glass " + std::to_string(c.glass_color) + " layers " + std::to_string(c.layer_count));
-    const auto r = run<glazing::Ready>(
+    const auto r = eval<glazing::Ready>(
         kGlazing,
         {value("glass_color", {std::to_string(c.glass_color)}), value("layer_count", {std::to_string(c.layer_count)}),
          value("front_reflectance", {c.front_reflectance}), value("custom_color", {"0.25", "0.5", "0.75", "0.5"})});

@@ -34,7 +34,7 @@ TEST_F(Metal, TypeThreeAgesThroughTheRampAndTheSpline) {
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(std::string("patina ") + c.patina);
-    const auto r = run<metal::Ready>("tavo_Shd_Metal_spider", {value("type", {"3"}), value("patina", {c.patina}),
+    const auto r = eval<metal::Ready>("tavo_Shd_Metal_spider", {value("type", {"3"}), value("patina", {c.patina}),
                                                                value("finish", {"0"})});
     EXPECT_EQ(r.patina_on, c.on);
     EXPECT_EQ(r.patina_bias, c.bias);
