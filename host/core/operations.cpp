@@ -213,7 +213,7 @@ miBoolean tavo_host_transmit(miState *state, const miColor *through) {
 
 miBoolean tavo_host_random(miState *state, int kind, int index, float out[2]) {
   if (!state || !out) return miFALSE;
-  host::random_2d(state, {host::kShaderDimension, static_cast<std::uint32_t>(kind), static_cast<std::uint32_t>(index)}, out);
+  host::shader_random_2d(state, static_cast<std::uint32_t>(kind), static_cast<std::uint32_t>(index), out);
   return miTRUE;
 }
 

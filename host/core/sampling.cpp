@@ -34,15 +34,26 @@ std::uint32_t laine_karras(std::uint32_t x, std::uint32_t seed) {
 }
 
 // The first Sobol dimension is the van der Corput sequence, the bit reversal
-// of the index. The second XORs one direction number per set bit of the
-// index; with both the index and the result reversed, it is still one XOR per
-// set bit, and tables of those XORs for each byte give it in four lookups.
+// of the index. Each further one XORs one direction number per set bit of
+// the index; with both the index and the result reversed, it is still one
+// XOR per set bit, and tables of those XORs for each byte give it in four
+// lookups. Dimensions 1 to 5 come from the primitive polynomials x + 1,
+// x^2 + x + 1, x^3 + x + 1, x^3 + x^2 + 1 and x^4 + x + 1 with initial
+// numbers 1; 1, 3; 1, 3, 1; 1, 1, 1; 1, 1, 3, 3 (Joe and Kuo's).
 struct SobolTables {
   std::uint32_t byte[4][256];
-  constexpr SobolTables() : byte{} {
+  constexpr SobolTables(int degree, unsigned coefficients, const unsigned *initial) : byte{} {
     std::uint32_t direction[32] = {};
-    std::uint32_t v = 1u << 31;
-    for (int bit = 0; bit < 32; ++bit, v ^= v >> 1) direction[bit] = v;
+    for (int k = 0; k < 32; ++k) {
+      if (k < degree) {
+        direction[k] = initial[k] << (31 - k);
+        continue;
+      }
+      std::uint32_t v = direction[k - degree] ^ (direction[k - degree] >> degree);
+      for (int j = 1; j < degree; ++j)
+        if ((coefficients >> (degree - 1 - j)) & 1u) v ^= direction[k - j];
+      direction[k] = v;
+    }
     // bit k of the reversed index is bit 31 - k of the index; its direction number is then reversed
     std::uint32_t reversed[32] = {};
     for (int k = 0; k < 32; ++k) {
@@ -56,28 +67,29 @@ struct SobolTables {
         for (int bit = 0; bit < 8; ++bit)
           if (value & (1 << bit)) byte[b][value] ^= reversed[8 * b + bit];
   }
+  // The dimension of an index, both given bit-reversed.
+  std::uint32_t operator()(std::uint32_t reversed_index) const {
+    return byte[0][reversed_index & 0xff] ^ byte[1][(reversed_index >> 8) & 0xff] ^
+           byte[2][(reversed_index >> 16) & 0xff] ^ byte[3][reversed_index >> 24];
+  }
 };
-constexpr SobolTables kSobol;
-
-// The second Sobol dimension of an index, both given bit-reversed.
-std::uint32_t sobol_1_reversed(std::uint32_t reversed_index) {
-  return kSobol.byte[0][reversed_index & 0xff] ^ kSobol.byte[1][(reversed_index >> 8) & 0xff] ^
-         kSobol.byte[2][(reversed_index >> 16) & 0xff] ^ kSobol.byte[3][reversed_index >> 24];
-}
+constexpr unsigned kInitial1[] = {1}, kInitial2[] = {1, 3}, kInitial3[] = {1, 3, 1}, kInitial4[] = {1, 1, 1},
+                   kInitial5[] = {1, 1, 3, 3};
+constexpr SobolTables kSobol1(1, 0, kInitial1), kSobol2(2, 1, kInitial2), kSobol3(3, 1, kInitial3),
+    kSobol4(3, 2, kInitial4), kSobol5(4, 1, kInitial5);
+// The Sobol dimensions of the further pairs of a pixel's points: 2k and 2k + 1 for pair k.
+constexpr const SobolTables *kPairs[kPixelPairs + 1][2] = {{nullptr, nullptr}, {&kSobol2, &kSobol3}, {&kSobol4, &kSobol5}};
 
 float unit(std::uint32_t bits) { return static_cast<float>(bits >> 8) * (1.0f / 16777216.0f); }
 
 }  // namespace
 
-void sample_2d(SamplerKind kind, PixelSeed &pixel, int index, std::uint32_t dimension, float out[2]) {
-  if (kind == SamplerKind::Independent) {
-    const int d = static_cast<int>(dimension & 0x7fffffff);
-    out[0] = hash01({pixel.x, pixel.y, index, d, 0});
-    out[1] = hash01({pixel.x, pixel.y, index, d, 1});
-    return;
-  }
-  // hash32({x, y, dimension}) shuffles the index; hash32({that, 1}) and
-  // ({that, 2}), which share their first word, scramble the coordinates
+namespace {
+
+// The scrambles of a dimension of the pixel: hash32({x, y, dimension})
+// shuffles the index; hash32({that, 1}) and ({that, 2}), which share their
+// first word, scramble the coordinates.
+const PixelSeed::Scrambles &scrambles(PixelSeed &pixel, std::uint32_t dimension) {
   const unsigned slot = dimension & 63u;
   PixelSeed::Scrambles &s = pixel.scrambles[slot];
   if (!(pixel.known >> slot & 1u) || s.dimension != dimension) {
@@ -88,16 +100,43 @@ void sample_2d(SamplerKind kind, PixelSeed &pixel, int index, std::uint32_t dime
     s.second = hash_mix(from_shuffle, 2);
     pixel.known |= std::uint64_t{1} << slot;
   }
+  return s;
+}
+
+// Two scrambled coordinates, given reversed, reversed back at once (the halves trade places).
+void unreverse(std::uint32_t first, std::uint32_t second, float out[2]) {
+  const std::uint64_t reversed = reverse_bits(std::uint64_t{first} << 32 | second);
+  out[0] = unit(static_cast<std::uint32_t>(reversed));
+  out[1] = unit(static_cast<std::uint32_t>(reversed >> 32));
+}
+
+}  // namespace
+
+void sample_2d(SamplerKind kind, PixelSeed &pixel, int index, std::uint32_t dimension, float out[2]) {
+  if (kind == SamplerKind::Independent) {
+    const int d = static_cast<int>(dimension & 0x7fffffff);
+    out[0] = hash01({pixel.x, pixel.y, index, d, 0});
+    out[1] = hash01({pixel.x, pixel.y, index, d, 1});
+    return;
+  }
+  const PixelSeed::Scrambles &s = scrambles(pixel, dimension);
   // the pixel's own order of the points: a nested uniform shuffle of the
   // index (kept reversed), then each coordinate scrambled
   const std::uint32_t shuffled = laine_karras(reverse_bits(static_cast<std::uint32_t>(index)), s.shuffle);
   // the first dimension of the shuffled index is the index reversed: that is, not reversed here
-  const std::uint64_t both = std::uint64_t{laine_karras(reverse_bits(shuffled), s.first)} << 32 |
-                             laine_karras(sobol_1_reversed(shuffled), s.second);
-  // both coordinates reversed back at once: the halves trade places
-  const std::uint64_t reversed = reverse_bits(both);
-  out[0] = unit(static_cast<std::uint32_t>(reversed));
-  out[1] = unit(static_cast<std::uint32_t>(reversed >> 32));
+  unreverse(laine_karras(reverse_bits(shuffled), s.first), laine_karras(kSobol1(shuffled), s.second), out);
+}
+
+void sample_2d_pair(PixelSeed &pixel, int index, std::uint32_t dimension, int pair, float out[2]) {
+  const PixelSeed::Scrambles &s = scrambles(pixel, dimension);
+  const std::uint32_t shuffled = laine_karras(reverse_bits(static_cast<std::uint32_t>(index)), s.shuffle);
+  // the same shuffle as the dimension's own pair; each coordinate scrambled by
+  // a further word of its hash (hash32({seed, 2k + 1}) and ({seed, 2k + 2}))
+  const std::uint32_t from_shuffle = hash_mix(kHashStart, s.shuffle);
+  const SobolTables &a = *kPairs[pair][0], &b = *kPairs[pair][1];
+  const auto word = static_cast<std::uint32_t>(2 * pair);
+  unreverse(laine_karras(a(shuffled), hash_mix(from_shuffle, word + 1)),
+            laine_karras(b(shuffled), hash_mix(from_shuffle, word + 2)), out);
 }
 
 }  // namespace tavo::host

@@ -62,6 +62,12 @@ struct PixelSeed {
 
 // The 2D point of sample `index` in dimension `dimension` of pixel (x, y), in [0, 1)^2.
 void sample_2d(SamplerKind kind, PixelSeed &pixel, int index, std::uint32_t dimension, float out[2]);
+// Low-discrepancy only: further pairs of coordinates of sample_2d's points
+// of `dimension` (pair k in 1..kPixelPairs: Sobol dimensions 2k and 2k + 1 of
+// the same shuffled index), so that choices made with them are stratified
+// jointly with that point, not only each on its own.
+inline constexpr int kPixelPairs = 2;
+void sample_2d_pair(PixelSeed &pixel, int index, std::uint32_t dimension, int pair, float out[2]);
 inline void sample_2d(SamplerKind kind, int x, int y, int index, std::uint32_t dimension, float out[2]) {
   PixelSeed pixel(x, y);
   sample_2d(kind, pixel, index, dimension, out);

@@ -216,6 +216,7 @@ void Sample::end_state(int depth) {
 }
 
 void Sample::end_sample() {
+  pixel_pairs_taken = 0;
   results.clear();
   std::erase_if(values_, [](const auto &entry) { return entry.second.lifetime != miSHADERSTATE_LIFETIME_TILE; });
 }
@@ -232,11 +233,17 @@ miState &Sample::child(int depth) {
   return c.state;
 }
 
-std::uint32_t random_dimension(const miState *state, std::initializer_list<std::uint32_t> key) {
-  // the depth counts the bounces, not the eye rays a chain of lenses passes on
+namespace {
+// The depth of a state in bounces, not counting the eye rays a chain of lenses passes on.
+std::uint32_t bounces_of(const miState *state) {
   std::uint32_t bounces = 0;
   for (const miState *s = state; s && bounces < 4 * kMaxRayDepth; s = s->parent) bounces += s->type != miRAY_EYE;
-  std::uint32_t dimension = hash32({bounces});
+  return bounces;
+}
+}  // namespace
+
+std::uint32_t random_dimension(const miState *state, std::initializer_list<std::uint32_t> key) {
+  std::uint32_t dimension = hash32({bounces_of(state)});
   for (const std::uint32_t word : key) dimension = hash32({dimension, word});
   return dimension;
 }
@@ -256,8 +263,27 @@ void random_2d(const miState *state, std::initializer_list<std::uint32_t> key, f
   point_of(state, random_dimension(state, key), out);
 }
 
+namespace {
+// Where the eye ray hits, the first choice of a kind takes the pixel's
+// further pair of points `pair`: the highlights and shadow edges that a
+// pixel only partly covers then depend on the pixel's points jointly.
+bool pixel_pair(const miState *state, int pair, float out[2]) {
+  Sample *sample = Sample::of(state);
+  if (!sample || !sample->has_pixel || sample->sampler != SamplerKind::Sobol ||
+      (sample->pixel_pairs_taken & (1 << pair)) || bounces_of(state) != 0)
+    return false;
+  sample->pixel_pairs_taken |= 1 << pair;
+  sample_2d_pair(sample->pixel_seed(), sample->sample_index, kPixelDimension, pair, out);
+  return true;
+}
+}  // namespace
+
+void shader_random_2d(const miState *state, std::uint32_t kind, std::uint32_t index, float out[2]) {
+  if (!pixel_pair(state, 1, out)) random_2d(state, {kShaderDimension, kind, index}, out);
+}
+
 void random_2d_member(const miState *state, std::uint32_t dimension, std::uint32_t word, float out[2]) {
-  point_of(state, hash32({dimension, word}), out);
+  if (!pixel_pair(state, 2, out)) point_of(state, hash32({dimension, word}), out);
 }
 
 miColor shadow_transmittance(miState *state, miVector origin, miVector direction, float distance) {

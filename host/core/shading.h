@@ -49,6 +49,8 @@ class Sample {
   int sample_index = 0;
   int samples_per_pixel = 1;
   SamplerKind sampler = SamplerKind::Sobol;
+  // Which of the pixel's further pairs of points this sample's choices took (bit k: pair k).
+  int pixel_pairs_taken = 0;
   // The sampler's seed of (pixel_x, pixel_y), made again when they change.
   PixelSeed &pixel_seed() const {
     if (seed_.x != pixel_x || seed_.y != pixel_y) seed_.at(pixel_x, pixel_y);
@@ -133,6 +135,11 @@ void random_2d(const miState *state, std::initializer_list<std::uint32_t> key, f
 // word only (a light's cells): the dimension named by the state's depth and
 // `key` once, then the point of each member `word`.
 std::uint32_t random_dimension(const miState *state, std::initializer_list<std::uint32_t> key);
+// A shader's choice `index` of `kind` (tavo_host_random). Where the eye
+// ray hits, a sample's first shader choice and its first light sample (a
+// material's direction, a light's point: random_2d_member) are stratified
+// jointly with the position in the pixel instead.
+void shader_random_2d(const miState *state, std::uint32_t kind, std::uint32_t index, float out[2]);
 void random_2d_member(const miState *state, std::uint32_t dimension, std::uint32_t word, float out[2]);
 
 // What a ray that hit nothing sees: the scene's environment shader, or else
