@@ -1,4 +1,6 @@
-// Texture lookups as shaders make them: bilinear and filtered; the disc projection is driven by tex_lookup_test.cpp.
+// Filtered texture lookups as shaders make them. Plain (bilinear) lookups are read at texel centres and on failure in
+// tex_lookup_test.cpp, and between texels and repeated in the utilities reference render; the disc projection is driven
+// by tex_lookup_test.cpp.
 #include <cmath>
 #include <memory>
 
@@ -37,35 +39,6 @@ class Textures : public SceneTest {
   }
   static miTexfilter plain(float max_minor = 16) { return miTexfilter{0, max_minor, 0, miFALSE, {}}; }
 };
-
-TEST_F(Textures, BilinearLookupsReturnTexelsAtTheirCentresAndRepeat) {
-  std::vector<float> rows;  // r: column, g: row from the top of the file
-  for (int row = 0; row < 3; ++row)
-    for (int i = 0; i < 4; ++i) rows.insert(rows.end(), {float(i), float(row), 0.5f});
-  const miTag tex = add(std::make_unique<Image>("ramp", 4, 3, 3, rows));
-  const auto at = [&](float x, float y, miTag t = 0) {
-    miColor c{};
-    miVector coord{x, y, 0};
-    EXPECT_EQ(mi_lookup_color_texture(&c, nullptr, t ? t : tex, &coord), std::isfinite(x) && !t) << x << "," << y;
-    return c;
-  };
-  expect_near(at(3.5f / 4, 0.5f / 3), {3, 2, 0.5f, 1}, 1e-6f, "a texel's centre, rows from the bottom");
-  EXPECT_NEAR(at(2.0f / 4, 0.5f / 3).r, 1.5f, 1e-6);  // halfway between columns 1 and 2
-  EXPECT_NEAR(at(1.0f, 0.5f / 3).r, 1.5f, 1e-6);      // the right edge blends column 3 with column 0
-  expect_near(at(1.5f / 4 + 3, 1.5f / 3 - 2), at(1.5f / 4, 1.5f / 3), 1e-5f, "repeat");
-  at(NAN, 0);
-  at(0, 0, tex + 1000);
-}
-
-TEST_F(Textures, EveryMipLevelKeepsTheImagesMean) {
-  const Image image("odd", 5, 3, 1, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15});
-  ASSERT_EQ(image.levels().size(), 3u);  // 5x3, 2x1, 1x1
-  for (const Image::Level &level : image.levels()) {
-    double sum = 0;
-    for (const miColor &t : level.texels) sum += t.r;
-    EXPECT_NEAR(sum / level.texels.size(), 8.0, 1e-5) << level.width << "x" << level.height;
-  }
-}
 
 // The settings reach the filter: max_minor picks the level, eccmax widens a thin footprint;
 // tex_lookup_test.cpp and the rendered gallery pin the rest.
