@@ -1,6 +1,8 @@
-// Generic forwarding entries: resolution, arguments and results, failures, unwinding and concurrent first calls.
+// The export table against the entry list, and the generic forwarding entries: each thunk's own slot and name,
+// resolution, arguments and results, failures, unwinding and concurrent first calls.
 #include <algorithm>
 #include <latch>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -18,6 +20,37 @@ std::string version_text(VersionFn fn) {
 }
 
 }  // namespace
+
+// 654 exported entries, miSetModuleHandle, 35 shaders and versions, 29 init and exit pairs; none of the 24 hidden.
+TEST(BindingExports, ExportTableHoldsExactlyTheListedNames) {
+  const std::set<std::string> expected = listed_exports();
+  EXPECT_EQ(expected.size(), 654u + 1u + 2u * 35u + 2u * 29u);
+  EXPECT_EQ(library_export_table(), expected);
+  int variadic = 0;
+  for (const ListedEntry &e : listed_entries()) {
+    EXPECT_EQ(find_symbol(library(), e.name) != nullptr, e.exported) << e.name;
+    EXPECT_TRUE(e.exported || !e.variadic) << e.name;
+    variadic += e.variadic;
+  }
+  EXPECT_EQ(variadic, 12);
+}
+
+// A slot index off by one would show up here as the neighbour's name.
+TEST(BindingThunks, EveryGenericEntryLooksUpItsOwnNameAndReturnsZeroWhenUnresolved) {
+  set_module(nullptr);
+  int checked = 0;
+  for (const ListedEntry &e : listed_entries()) {
+    if (e.variadic) continue;
+    const auto fn =
+        reinterpret_cast<long long (*)()>(e.exported ? library_symbol(e.name) : library_internal_symbol(e.name));
+    ASSERT_NE(fn, nullptr) << e.name << " is not in the library at all";
+    CaptureStderr();
+    EXPECT_EQ(fn(), 0) << e.name;
+    EXPECT_EQ(GetCapturedStderr(), failure_text(e.name, nullptr, null_handle_error)) << e.name;
+    ++checked;
+  }
+  EXPECT_EQ(checked, 678 - 12);
+}
 
 // Unresolved: two lines on every call, zero in every return register; a null handle searches no global module, and a
 // lookup that finds the library's own entry must not call itself forever.
