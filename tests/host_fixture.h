@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -47,8 +48,10 @@ inline const host::ShaderDeclaration *declared(const std::string &name) {
 // A field of a record by name; "array.field" names a field of an array's element, at its offset within the element.
 inline const host::Field *field(const host::Type &record, const std::string &name) {
   const std::size_t dot = name.find('.');
-  for (const host::Field &f : record.fields)
-    if (f.name == name.substr(0, dot)) return dot == std::string::npos ? &f : field(*f.type.element, name.substr(dot + 1));
+  for (const host::Field &f : record.fields) {
+    if (f.name != name.substr(0, dot)) continue;
+    return dot == std::string::npos ? &f : field(*f.type.element, name.substr(dot + 1));
+  }
   return nullptr;
 }
 
@@ -88,6 +91,39 @@ class HostTest : public ::testing::Test {
   }
 
   static Renderer &renderer() { return Renderer::get(); }
+
+  using Adjust = std::function<void(host::ShadingState &)>;
+
+  // An instance initialised as a renderer does before its first call, in a state the test may adjust (camera,
+  // options).
+  static miTag instance(const std::string &shader, const std::vector<Assignment> &a, const Adjust &adjust_init = {}) {
+    const miTag t = renderer().create_instance(shader, a);
+    host::ShadingState init;
+    if (adjust_init) adjust_init(init);
+    renderer().init_instance(t, init.state);
+    return t;
+  }
+
+  // One call in `s`, which must return `returns`; the result starts as bytes no shader writes (-24.1 as floats).
+  template <typename T>
+  static T call(miTag t, host::ShadingState &s, miBoolean returns = miTRUE) {
+    T out;
+    std::memset(&out, 0xc1, sizeof out);
+    EXPECT_EQ(renderer().call(t, &out, s.state), returns);
+    return out;
+  }
+  // The same in a fresh state of a ray type.
+  template <typename T>
+  static T call(miTag t, int ray = miRAY_EYE) {
+    host::ShadingState s(ray);
+    return call<T>(t, s);
+  }
+
+  // Overwrites a parameter in an instance's block, as a value evaluated differently on this call would.
+  template <typename T>
+  static void set(miTag t, std::size_t offset, const T &value) {
+    std::memcpy(renderer().instance(t)->parameters() + offset, &value, sizeof value);
+  }
 
   static SceneData scene_with_unit_scale(float unit_scale) {
     SceneData scene = Renderer::default_scene();

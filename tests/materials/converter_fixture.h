@@ -34,41 +34,6 @@ class ConverterTest : public HostTest {
   }
 };
 
-// An instance between its init and its exit.
-class LiveInstance {
- public:
-  LiveInstance(const std::string &shader, const std::vector<Assignment> &assignments)
-      : tag_(Renderer::get().create_instance(shader, assignments)) {
-    host::ShadingState init;
-    Renderer::get().init_instance(tag_, init.state);
-  }
-  ~LiveInstance() {
-    host::ShadingState done;
-    Renderer::get().exit_instance(tag_, done.state);
-    Renderer::get().exit_shaders(done.state);
-  }
-  LiveInstance(const LiveInstance &) = delete;
-  LiveInstance &operator=(const LiveInstance &) = delete;
-
-  template <typename Ready>
-  Ready call(int ray = miRAY_EYE) {
-    host::ShadingState shading(ray);
-    Ready result;
-    std::memset(&result, 0xEE, sizeof result);
-    EXPECT_EQ(Renderer::get().call(tag_, &result, shading.state), miTRUE);
-    return result;
-  }
-
-  // Overwrites a parameter in the block, as a differently evaluated value would.
-  template <typename T>
-  void set(std::size_t offset, const T &value) {
-    std::memcpy(Renderer::get().instance(tag_)->parameters() + offset, &value, sizeof value);
-  }
-
- private:
-  miTag tag_;
-};
-
 // Every converter the declarations file lists, the mirror (no ready record) last.
 inline const std::vector<host::ShaderDeclaration> &declared_converters() {
   static const std::vector<host::ShaderDeclaration> all = [] {

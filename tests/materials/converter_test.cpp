@@ -76,14 +76,14 @@ TEST_F(ConverterFrame, ParametersChangedAfterInitChangeOnlyTheMap) {
     const host::Field *map = field(d.result, "custom_map");
     std::vector<Assignment> assignments;
     if (map) assignments.push_back(value("custom_map", {"17"}));
-    LiveInstance live(d.name, assignments);
-    const Words before = live.call<Words>();
+    const miTag live = instance(d.name, assignments);
+    const Words before = call<Words>(live);
     for (const host::Field &f : d.parameters.fields) {
       if (f.name == "custom_map") continue;
-      for (std::size_t at = 0; at < f.type.size(); at += 4) live.set<std::uint32_t>(f.offset + at, 0x3F000001u);
-      if (f.name == "custom_map_on") live.set<miBoolean>(f.offset, miTRUE);
+      for (std::size_t at = 0; at < f.type.size(); at += 4) set<std::uint32_t>(live, f.offset + at, 0x3F000001u);
+      if (f.name == "custom_map_on") set<miBoolean>(live, f.offset, miTRUE);
     }
-    Words after = live.call<Words>(miRAY_SHADOW);
+    Words after = call<Words>(live, miRAY_SHADOW);
     if (map) {
       EXPECT_EQ(before[map->offset / 4], 0u);
       EXPECT_EQ(after[map->offset / 4], 17u);

@@ -61,13 +61,14 @@ TEST_F(Glass, ASolidCustomColourIsDerivedAgainOnEveryCallUnlessFixedAtInit) {
   } cases[] = {{0, "6", true, {}}, {1, "6", false, {0.3f, 0.5f, 0.7f, 1}}, {0, "3", false, {0.367f, 0.514f, 0.651f, 1}}};
   for (const auto &c : cases) {
     use_scene(0.0254f, c.scene_flag);
-    LiveInstance live(kSolid, {value("glass_color", {c.glass_color}), value("front_reflectance", {"0"}),
-                               value("custom_color", {"0.3", "0.5", "0.7", "1"}), value("falloff_distance", {"4"})});
+    const miTag live = instance(kSolid, {value("glass_color", {c.glass_color}), value("front_reflectance", {"0"}),
+                                         value("custom_color", {"0.3", "0.5", "0.7", "1"}),
+                                         value("falloff_distance", {"4"})});
     for (const auto &[v, color] : calls) {
       SCOPED_TRACE(testing::Message() << "glass " << c.glass_color << " flag " << c.scene_flag << " reflectance " << v);
-      live.set(offsetof(solid_glass::Params, front_reflectance), v);
-      live.set(offsetof(solid_glass::Params, custom_color), color);
-      const auto r = live.call<solid_glass::Ready>();
+      set(live, offsetof(solid_glass::Params, front_reflectance), v);
+      set(live, offsetof(solid_glass::Params, custom_color), color);
+      const auto r = call<solid_glass::Ready>(live);
       const float used = c.refresh ? v : 0.001f, f = unreflected(used);
       const miColor tint = c.refresh ? color : c.kept;
       EXPECT_EQ(r.refresh_per_call, c.refresh ? miTRUE : miFALSE);
@@ -140,16 +141,16 @@ TEST_F(Glass, GlazingTintsAndReflectancesArePerLayer) {
 TEST_F(Glass, GlazingRefreshesOnlyACustomTint) {
   for (const char *glass : {"6", "1", "8"}) {
     SCOPED_TRACE(std::string("glass ") + glass);
-    LiveInstance live(kGlazing,
-                      {value("glass_color", {glass}), value("layer_count", {"2"}), value("front_reflectance", {"0.1"}),
-                       value("custom_color", {"0.25", "0.5", "1", "1"})});
-    const auto before = live.call<glazing::Ready>();
+    const miTag live =
+        instance(kGlazing, {value("glass_color", {glass}), value("layer_count", {"2"}), value("front_reflectance", {"0.1"}),
+                            value("custom_color", {"0.25", "0.5", "1", "1"})});
+    const auto before = call<glazing::Ready>(live);
     for (const auto &[count, layers] : {std::pair{3, 3.0f}, std::pair{-5, 1.0f}}) {
       const miColor color{0.81f, 0.64f, 0.09f, 1.0f};
-      live.set(offsetof(glazing::Params, layer_count), miInteger{count});
-      live.set(offsetof(glazing::Params, custom_color), color);
-      live.set(offsetof(glazing::Params, front_reflectance), 0.9f);
-      auto r = live.call<glazing::Ready>();
+      set(live, offsetof(glazing::Params, layer_count), miInteger{count});
+      set(live, offsetof(glazing::Params, custom_color), color);
+      set(live, offsetof(glazing::Params, front_reflectance), 0.9f);
+      auto r = call<glazing::Ready>(live);
       EXPECT_COLOR_EQ(r.layer_reflectance_color, 0.1f / 2.0f, 0.1f / 2.0f, 0.1f / 2.0f, 0.0f);
       if (std::string(glass) == "6") {
         EXPECT_COLOR_EQ(r.layer_transmittance, root(color.r, layers), root(color.g, layers), root(color.b, layers),

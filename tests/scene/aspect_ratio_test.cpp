@@ -44,16 +44,12 @@ TEST_F(AspectRatio, RatioOfTheImageTimesTheMultiplierOrTheMultiplierAlone) {
 }
 
 TEST_F(AspectRatio, ParametersAreReadOnceAtInit) {
-  const miTag tag = renderer().create_instance(kWidthPerHeight, {value("image", {std::to_string(image(640, 480))}),
-                                                                 value("multiplier", {"2"})});
+  const miTag tag =
+      instance(kWidthPerHeight, {value("image", {std::to_string(image(640, 480))}), value("multiplier", {"2"})});
+  set(tag, offsetof(ImageParams, multiplier), 5.0f);  // too late for this instance
+  set(tag, offsetof(ImageParams, image), miTag{0});
+  EXPECT_EQ(call<float>(tag), 2.66666675f);
   host::ShadingState s;
-  renderer().init_instance(tag, s.state);
-  auto *paras = reinterpret_cast<ImageParams *>(renderer().instance(tag)->parameters());
-  paras->multiplier = 5.0f;  // too late for this instance
-  paras->image = 0;
-  float out = 0;
-  EXPECT_TRUE(renderer().call(tag, &out, s.state));
-  EXPECT_EQ(out, 2.66666675f);
   renderer().exit_instance(tag, s.state);
   EXPECT_EQ(renderer().instance(tag)->user_pointer, nullptr);  // full exit
 }

@@ -57,16 +57,12 @@ TEST_F(Readouts, ConvertsWithTheSceneUnitOrNotAtAllWithoutAUsableOne) {
 
 TEST_F(Readouts, ValueIsReadOnEveryCallFromAConnectionTooTheFactorOnlyAtInit) {
   renderer().set_scene(scene_with_unit_scale(0.5f));
-  const miTag tag = renderer().create_instance(kToMeters, {value("value", {"3"})});
-  host::ShadingState s;
-  renderer().init_instance(tag, s.state);
+  const miTag tag = instance(kToMeters, {value("value", {"3"})});
   renderer().set_scene(scene_with_unit_scale(10.0f));  // too late for this instance
-  float out = 0.0f;
-  EXPECT_TRUE(renderer().call(tag, &out, s.state));
-  EXPECT_EQ(out, 1.5f);
-  *reinterpret_cast<float *>(renderer().instance(tag)->parameters()) = 7.0f;
-  EXPECT_TRUE(renderer().call(tag, &out, s.state));
-  EXPECT_EQ(out, 3.5f);
+  EXPECT_EQ(call<float>(tag), 1.5f);
+  set(tag, 0, 7.0f);
+  EXPECT_EQ(call<float>(tag), 3.5f);
+  host::ShadingState s;
   renderer().exit_instance(tag, s.state);
   EXPECT_EQ(renderer().instance(tag)->user_pointer, nullptr);  // full exit clears the slot
   // 8 units at 0.25 m are 2 m, and back: 8, on every ray

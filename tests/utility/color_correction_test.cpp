@@ -117,17 +117,10 @@ TEST_F(ColorCorrection, PrecomputeFreezesTheAdjustmentsAtInitButNeverTheHighligh
     const miTag source = renderer().create_instance("test_source", {scalar("s", c.at_init)});
     std::vector<Assignment> a = c.more;
     a.insert(a.end(), {value("input", words(c.in)), value("precompute", {c.precompute}), link(c.connected, source, "s")});
-    const miTag cc = renderer().create_instance("tavo_Utility_ColorCorrection", a);
-    host::ShadingState s;
-    renderer().init_instance(cc, s.state);
-    miColor first{}, second{};
-    EXPECT_TRUE(renderer().call(cc, &first, s.state));
-    host::Instance *inst = renderer().instance(source);
-    std::memcpy(inst->parameters() + inst->shader->decl.parameter("s")->offset, &c.later, sizeof c.later);
-    host::ShadingState next;  // a sample of its own: connected results are kept for a sample
-    EXPECT_TRUE(renderer().call(cc, &second, next.state));
-    expect_near(first, c.first, 0, c.connected);
-    expect_near(second, c.second, 1e-6f, c.connected);
+    const miTag cc = instance("tavo_Utility_ColorCorrection", a);
+    expect_near(call<miColor>(cc), c.first, 0, c.connected);
+    set(source, renderer().instance(source)->shader->decl.parameter("s")->offset, c.later);
+    expect_near(call<miColor>(cc), c.second, 1e-6f, c.connected);  // a sample of its own: no result kept
   }
 }
 

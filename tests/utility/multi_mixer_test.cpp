@@ -46,8 +46,7 @@ class MultiMixer : public SceneTest {
   static Mix mix(const std::vector<Assignment> &assignments, host::ShadingState *given = nullptr) {
     host::ShadingState own;
     host::ShadingState &s = given ? *given : own;
-    const miTag mixer = renderer().create_instance("tavo_Utility_MultiMixer", assignments);
-    renderer().init_instance(mixer, s.state);
+    const miTag mixer = instance("tavo_Utility_MultiMixer", assignments);
     const std::size_t before = renderer().messages().size();
     Mix m;
     m.returned = renderer().call(mixer, &m.color, s.state);

@@ -11,8 +11,6 @@
 namespace tavo::test {
 namespace {
 
-using Adjust = std::function<void(host::ShadingState &)>;
-
 // The ramp's texel (i, j), j from the bottom: every channel differs, and the
 // height (the mean of r, g and b) is (i + 2j) / 16, rising twice as fast in y.
 inline miColor ramp_texel(int i, int j) { return {i / 8.0f, j / 8.0f, (i + 4 * j) / 16.0f, 1.0f - i / 16.0f}; }
@@ -52,23 +50,6 @@ class LookupTest : public SceneTest {
   )";
 
   static std::string tag_of(const std::string &name) { return std::to_string(tag(name)); }
-
-  // An instance, initialised with a state the test may adjust (camera, options).
-  static miTag instance(const char *shader, const std::vector<Assignment> &a, const Adjust &adjust_init = {}) {
-    const miTag t = renderer().create_instance(shader, a);
-    host::ShadingState init;
-    if (adjust_init) adjust_init(init);
-    renderer().init_instance(t, init.state);
-    return t;
-  }
-
-  template <typename T>
-  static T call(miTag t, host::ShadingState &s, miBoolean returns = miTRUE) {
-    T out;
-    std::memset(&out, 0xc1, sizeof out);  // -24.1: never a result
-    EXPECT_EQ(renderer().call(t, &out, s.state), returns);
-    return out;
-  }
 
   // One call where the camera ray through the image's centre meets the wall.
   template <typename T>
