@@ -1,5 +1,5 @@
-// Scene files: every statement read into the renderer (the examples' renders pin the camera, options and captions
-// further), textures by their colour space, and the error a malformed file gets.
+// Scene files: statements read into the renderer (the examples' renders pin most of them), textures by their colour
+// space, and the error a malformed file gets.
 #include "scene_fixture.h"
 
 namespace tavo::test {
@@ -36,7 +36,9 @@ TEST_F(SceneFiles, TexturesAreDecodedToLinearLightByTheirColourSpace) {
                host::Error);
 }
 
-TEST_F(SceneFiles, EveryStatementReachesTheRendererOrTheScene) {
+// What the example renders do not show (their lights, objects, cameras and materials they do): the search path, an
+// include read twice, a mesh's transform, the scene record's fields.
+TEST_F(SceneFiles, StatementsReachTheRendererOrTheScene) {
   write_file("grey.pgm", "P2\n2 1\n255\n0 255\n");
   write_file("quad.obj", "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nvt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\nf 1/1 2/2 3/3 4/4\n");
   const std::string fragment = write_file("fragment.mi", R"(shader "shared" "tavo_host_constant" ( "color" 1 0 0 ))");
@@ -46,21 +48,15 @@ TEST_F(SceneFiles, EveryStatementReachesTheRendererOrTheScene) {
     $include "tavohelpers.mi"         # already read: skipped
     $include "fragment.mi"            # a scene fragment beside this file
     color filter texture "grey" "grey.pgm"
-    shader "look" "tavo_host_texture" ( "texture" "grey", "coord" 0.75 0.5 0 )
-    material "paint" = "look" end material
-    light "lamp" point origin 1 2 3 color 1 0.5 0.25 intensity 2 shadow off end light
-    object "ball" sphere centre 0 1 0 radius 0.5 segments 12 6 material "paint" end object
     object "quad" mesh "quad.obj" scale 2 translate 0 0 -5 end object
-    camera "cam" resolution 200 100 position 0 1 8 look_at 0 1 0 environment = "shared" end camera
+    camera "cam" environment = "shared" end camera
     options "opts" host "unit_scale" 0.0254 host "area_shadow_samples" 16 end options
   )",
                                                      scene_path, {std::filesystem::path(TAVO_HELPERS).parent_path()});
   const host::Scene &scene = *loaded.scene;
-  ASSERT_TRUE(scene.committed() && scene.objects().size() == 2u && scene.lights.size() == 1u && loaded.record);
-  EXPECT_TRUE(scene.object_named("ball")->material == tag("paint") && renderer().material(tag("paint"))->shader == tag("look"));
+  ASSERT_TRUE(scene.committed() && scene.objects().size() == 1u && loaded.record);
   expect_near(scene.object_named("quad")->points[1], {2, 0, -5}, 0, "scaled, then moved");
-  EXPECT_TRUE(scene.lights[0].intensity == 2.0f && !scene.lights[0].shadow);
-  EXPECT_TRUE(scene.camera.intrinsics.aspect == 2.0f && scene.environment == tag("shared"));  // aspect: the resolution's
+  EXPECT_EQ(scene.environment, tag("shared"));
   EXPECT_TRUE(loaded.record->unit_scale == 0.0254f && loaded.record->area_shadow_samples == 16);
   EXPECT_NE(renderer().texture(tag("grey")), nullptr);
 }
