@@ -1,13 +1,17 @@
 // Scene readouts and unit scaling: values the host's scene record gives (or,
-// without a record, the input as it is), fixed per instance at init.
+// without a record, the input as it is), and an image's aspect ratio, times a
+// multiplier; all fixed per instance at init.
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <memory>
 #include <optional>
 #include <string>
 #include <tuple>
 
 #include "host_fixture.h"
+#include "scene/readout.h"
+#include "texture.h"
 
 namespace tavo::test {
 namespace {
@@ -17,6 +21,8 @@ constexpr float kInf = std::numeric_limits<float>::infinity();
 constexpr const char *kToInternal = "tavo_scale_meters_to_internal";
 constexpr const char *kToMeters = "tavo_scale_internal_to_meters";
 constexpr const char *kInverse = "tavo_scale_meters_to_internal_inverse";
+constexpr const char *kHeightPerWidth = "tavo_aspect_ratio_height_per_width";
+constexpr const char *kWidthPerHeight = "tavo_aspect_ratio_width_per_height";
 
 class Readouts : public HostTest {
  protected:
@@ -30,6 +36,13 @@ class Readouts : public HostTest {
   static float scale(const char *shader, std::optional<float> unit_scale, float v) {
     return read<float>(shader, unit_scale ? std::optional(scene_with_unit_scale(*unit_scale)) : std::nullopt,
                        {value("value", {word(v)})});
+  }
+  static miTag image(int w, int h) {
+    return renderer().add_texture(
+        std::make_unique<host::Image>("grey", w, h, 1, std::vector<float>(static_cast<std::size_t>(w) * h, 0.5f)));
+  }
+  static float aspect(const char *shader, miTag image_tag, const char *multiplier) {
+    return eval<float>(shader, {value("image", {std::to_string(image_tag)}), value("multiplier", {multiplier})});
   }
 };
 
@@ -100,6 +113,35 @@ TEST_F(Readouts, SampleCountsComeFromTheSceneTheBlurredOnesScaledUpByTheirOwnMul
     }
     EXPECT_EQ(read(shader, std::nullopt, {value("samples", {"5"})}), 5) << shader;
   }
+}
+
+TEST_F(Readouts, AnAspectRatioIsTheImagesTimesTheMultiplierOrTheMultiplierAlone) {
+  const miTag vga = image(640, 480), narrow = image(3, 7), tall = image(3, 10);
+  const miTag not_an_image = renderer().create_instance(kToMeters, {});
+  const std::tuple<miTag, const char *, float, float> cases[] = {  // image, multiplier: height per width, width per height
+      {vga, "-1", -0.75f, -1.33333337f},
+      // the quotient is formed first: (7 / 3) x 0.3 is 0.699999988, (7 x 0.3) / 3 would be 0.700000048
+      {narrow, "0.3", 0.699999988f, 0.128571436f},
+      // and (3 / 10) x 0.7 is 0.210000008, (3 x 0.7) / 10 would be 0.209999993
+      {tall, "0.7", 2.33333325f, 0.210000008f},
+      // no image, something else, or a tag that names nothing
+      {0, "2.5", 2.5f, 2.5f}, {not_an_image, "2.5", 2.5f, 2.5f}, {4242, "-0.125", -0.125f, -0.125f}};
+  for (const auto &[image, multiplier, height_per_width, width_per_height] : cases) {
+    EXPECT_EQ(aspect(kHeightPerWidth, image, multiplier), height_per_width) << image << " x" << multiplier;
+    EXPECT_EQ(aspect(kWidthPerHeight, image, multiplier), width_per_height) << image << " x" << multiplier;
+  }
+  EXPECT_EQ(eval<float>(kHeightPerWidth, {}), 1.0f);  // the declared default multiplier is 1
+}
+
+TEST_F(Readouts, AspectRatioParametersAreReadOnceAtInit) {
+  const miTag tag =
+      instance(kWidthPerHeight, {value("image", {std::to_string(image(640, 480))}), value("multiplier", {"2"})});
+  set(tag, offsetof(readout::ImageParams, multiplier), 5.0f);  // too late for this instance
+  set(tag, offsetof(readout::ImageParams, image), miTag{0});
+  EXPECT_EQ(call<float>(tag), 2.66666675f);
+  host::ShadingState s;
+  renderer().exit_instance(tag, s.state);
+  EXPECT_EQ(renderer().instance(tag)->user_pointer, nullptr);  // full exit
 }
 
 }  // namespace
