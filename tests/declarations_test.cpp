@@ -100,25 +100,5 @@ TEST(Declarations, MalformedFilesNameFileLineAndWhatWasExpected) {
   for (const auto &[text, error] : cases) EXPECT_EQ(error_of(text), "shaders.mi:" + error) << text;
 }
 
-// A shipped material hands its converter's parameters on unchanged, in order, through its interface.
-TEST(Declarations, ShippedMaterialsWireTheirConverterThroughTheirInterface) {
-  for (const char *kind : {"Metal", "Mirror"}) {
-    const ShaderDeclaration &material = *test::declared(std::string("tavo_Mtl_") + kind);
-    const auto &given = test::declared(std::string("tavo_Shd_") + kind + "_spider")->parameters.fields;
-    const Phenomenon &net = *material.phenomenon;
-    EXPECT_EQ(net.shaders.front().shader + " " + net.shaders.back().shader + " " + net.root,
-              std::string("tavo_Shd_") + kind + "_spider tavo_host_layered " + net.shaders.back().name);
-    std::string wired, body;
-    for (std::size_t i = 0; i < given.size(); ++i) {
-      EXPECT_EQ(material.parameters.fields.at(i).name, given[i].name) << kind;
-      wired += "\"" + given[i].name + "\" = interface \"" + given[i].name + "\" ";
-    }
-    for (const Token &t : net.shaders.front().parameters)
-      if (t.kind == Token::Kind::String) body += "\"" + t.text + "\" ";
-      else if (t.text == "=" || t.text == "interface") body += t.text + " ";
-    EXPECT_EQ(body, wired) << kind;
-  }
-}
-
 }  // namespace
 }  // namespace tavo::host
