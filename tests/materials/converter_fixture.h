@@ -1,12 +1,10 @@
-// Running material converters in the host: whole life cycles that must end
-// with nothing held, live instances whose parameters change between calls, as
-// values evaluated per call would, and result fields read by declared name.
+// Running material converters in the host: under a scene record of a chosen
+// unit or none, and result fields read by declared name.
 #pragma once
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <optional>
 #include <stdexcept>
@@ -62,11 +60,5 @@ inline float result_value(const std::string &shader, const std::string &name, co
   std::memcpy(&v, &word, sizeof v);
   return v;
 }
-
-// (0.67 g + 0.265 r) + 0.065 b, the weighting the glass converters use.
-inline float brightness(float r, float g, float b) { return (0.67f * g + 0.265f * r) + 0.065f * b; }
-
-// Bit for bit: every digit of every channel.
-#define EXPECT_COLOR_EQ(actual, r, g, b, a) EXPECT_EQ(words(actual), words(miColor{r, g, b, a}))
 
 }  // namespace tavo::test
