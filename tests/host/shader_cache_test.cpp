@@ -75,25 +75,5 @@ TEST_F(ShaderCache, AFlushOrANewSampleRunsTheSourceAgain) {
   EXPECT_EQ(read(orphan), 5);
 }
 
-TEST_F(ShaderCache, AStateMovedWithoutEndKeepsTheMemoryBounded) {
-  // a shader that moves its state and reads again, over and over, in one sample
-  int reads = 0;
-  for (; !first_.sample.results.full() && reads < (1 << 21); ++reads) {
-    first_.state.point.x = static_cast<float>(reads);
-    ASSERT_EQ(read(first_), reads + 1);
-  }
-  EXPECT_TRUE(first_.sample.results.full()) << "room for " << reads << " results";
-  // past the room every read of a moved state still runs the source, and nothing more is kept
-  const std::size_t kept = first_.sample.results.size();
-  EXPECT_EQ(read(first_), reads) << "the last result kept still serves its state";
-  first_.state.point.x = -1.0f;
-  EXPECT_EQ(read(first_), reads + 1);
-  first_.state.point.x = -2.0f;
-  EXPECT_EQ(read(first_), reads + 2);
-  EXPECT_EQ(first_.sample.results.size(), kept);
-  first_.sample.end_sample();
-  EXPECT_FALSE(first_.sample.results.full());
-}
-
 }  // namespace
 }  // namespace tavo::test
