@@ -103,9 +103,9 @@ TEST(TavoEvalFile, EvaluatesShadersMaterialsAndTheEnvironmentAtAPixel) {
   expect_found(kEval + "sky", {"\"pixel\": [160, 120]", "\"result\": [0.449999988, 0.600000024, 0.850000024, 1]"});
   expect_found(kEval + "red --pixel 0,0", {"\"hit\": null"});
   // a box's face: the texture runs across it from its corner
-  expect_found(kEval + "crate_shader --pixel 240,130", {"\"hit\": {\"object\": \"crate\", \"point\": [1.87930155, "
-                                                        "0.547748446, 0], \"normal\": [0, 0, 1], \"texture\": [0.919534326, "
-                                                        "0.365165561, 0]}"});
+  expect_found(kEval + "crate_shader --pixel 240,130",
+               {"\"hit\": {\"object\": \"crate\", \"point\": [1.87930155, 0.547748446, 0], \"normal\": [0, 0, 1], "
+                "\"texture\": [0.919534326, 0.365165561, 0]}"});
   // without a name: what the scene has to evaluate
   expect_found(kEval, {"\n    {\"name\": \"squares\", \"shader\": \"tavo_host_checker\"},\n",
                        "\"materials\": [\n    {\"name\": \"floor\", \"shader\": \"tavo_host_material\"},"});
