@@ -7,11 +7,6 @@
 namespace tavo::test {
 namespace {
 
-miVector unit(miVector v) {
-  const float len = std::sqrt(v.x * v.x + v.y * v.y + v.z * v.z);
-  return {v.x / len, v.y / len, v.z / len};
-}
-
 // What the probe method must give back as it found it: point, normal, primitive and texture vectors.
 std::string snapshot(const miState &s) {
   std::string text = exact(s.point) + " | " + exact(s.normal) + " | " + std::to_string(std::uintptr_t(s.pri));
@@ -77,7 +72,7 @@ TEST_F(BumpLookup, TheTextureMethodBendsTheNormalAgainstTheRiseInHeight) {
     host::ShadingState s;
     s.state.normal = {0, 0, 1};
     const miVector got = call<miVector>(bump(on_ramp(more)), s);
-    expect_near(got, unit(bent), 2e-6f, exact(bent).c_str());
+    expect_near(got, host::normalize(bent), 2e-6f, exact(bent).c_str());
     EXPECT_EQ(exact(s.state.normal), exact(got)) << "the state keeps the bent normal";
     EXPECT_EQ(s.sample.flushes, 2);
   }
@@ -104,14 +99,14 @@ TEST_F(BumpLookup, WhereTheGuardPassesTheHeightsComeFromFilteredLookups) {
                          value("tex_0", {tag_of("checker")}), value("disc_r", {"30"}), value("remap", {tag_of("same")}),
                          value("filter", {filter})}));
   };
-  const miVector steep = unit({9, 9, 1});
+  const miVector steep = host::normalize({9, 9, 1});
   expect_near(at_wall<miVector>(checker("off")), steep, 1e-6f, "filter off");
   EXPECT_GT(at_wall<miVector>(checker("on")).z, 0.5f);
   expect_near(at_wall<miVector>(checker("on"), [](host::ShadingState &s) { s.state.reflection_level = 1; }), steep, 1e-6f,
               "a reflection");
   // over the linear ramp a symmetric footprint averages to its centre's height: filtered and plain agree
   const miTag ramp = bump(on_ramp({value("filter", {"on"}), value("disc_r", {"130"}), value("remap", {tag_of("same")})}));
-  expect_near(at_wall<miVector>(ramp), unit({-0.5625f, -1.125f, 1}), 2e-5f, "filtered ramp");
+  expect_near(at_wall<miVector>(ramp), host::normalize({-0.5625f, -1.125f, 1}), 2e-5f, "filtered ramp");
 }
 
 TEST_F(BumpLookup, TheProbeMethodRunsWhenAskedWithTracingOnOrForAnEmptySlot) {

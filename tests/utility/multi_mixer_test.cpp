@@ -170,7 +170,6 @@ TEST_F(MultiMixer, StacksGiveTheirColourTheirCallsAndInNormalModeTheBentNormal) 
       {chosen("-1"), miTRUE, "0 0 0 1", req({0}, 0)},
       {chosen("1"), miTRUE, "0.5 0.5 0.5 1", req({1}, 0)},
       {{}, miFALSE, unwritten, Calls{}},  // no layers
-      {{value("mode", {"3"})}, miFALSE, unwritten, Calls{}},
       {{shader(0, good), at(1, "weight", 1), value("single_layer", {"on"}), value("layer_index", {"1"})}, miFALSE, unwritten, {}},
       {{shader(0, bad)}, miFALSE, unwritten, {}},                   // the single layer fails
       {{shader(0, bad), shader(1, good)}, miFALSE, unwritten, {}},  // the first layer fails
