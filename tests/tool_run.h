@@ -8,7 +8,9 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <string>
 
@@ -34,6 +36,24 @@ inline std::string temp_file(const std::string &text = {}) {
   std::ofstream(path) << text;
   return path;
 }
+
+// A fresh folder of this process's own (runs of the tests may share the machine) holding `files`, removed with it.
+struct Folder {
+  std::filesystem::path path;
+  explicit Folder(const std::string &name, const std::map<std::string, std::string> &files = {})
+      : path(std::filesystem::path(::testing::TempDir()) / ("tavo_" + name + "." + std::to_string(getpid()))) {
+    std::filesystem::remove_all(path);
+    std::filesystem::create_directories(path);
+    for (const auto &[file, text] : files) {
+      std::filesystem::create_directories((path / file).parent_path());
+      std::ofstream(path / file, std::ios::binary) << text;
+    }
+  }
+  ~Folder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path, ignored);
+  }
+};
 
 // A command line for the shell.
 inline ToolRun shell(const std::string &command) {

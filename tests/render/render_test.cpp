@@ -18,16 +18,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A folder of its own per test, removed afterwards.
-struct Folder {
-  fs::path path;
-  explicit Folder(const std::string &name) : path(fs::path(::testing::TempDir()) / ("render_" + name)) {
-    fs::remove_all(path);
-    fs::create_directories(path);
-  }
-  ~Folder() { fs::remove_all(path); }
-};
-
 // The comparison `tavo diff` makes, of a rendered image against another.
 host::ImageComparison compare(const std::string &a, const std::string &b) {
   const host::ImageComparison d = host::compare_images(a, b);
@@ -147,8 +137,7 @@ TEST(Render, ALogGetsLinesAndTheFileItsMetadata) {
 // Bad options of render's own (the robustness tests have the missing and
 // unwritable files): a usage status, one line, and no file.
 TEST(Render, BadOptionsLeaveNoFileBehind) {
-  Folder dir("fail");
-  std::ofstream(dir.path / "scene.mi") << "camera \"c\" resolution 8 8 end camera\n";
+  Folder dir("fail", {{"scene.mi", "camera \"c\" resolution 8 8 end camera\n"}});
   const std::string render = "render " + (dir.path / "scene.mi").string() + " -o " + (dir.path / "out.png").string();
   expect_refused({render + " --samples 0", 2, "--samples must lie in 1..1024, found 0"});
   expect_refused({render + " --resolution 8x8", 2, "expected --resolution W,H with two integers, found '8x8'"});

@@ -20,24 +20,6 @@ namespace {
 
 ToolRun run_in(const fs::path &dir, const std::string &command) { return shell("cd '" + dir.string() + "' && " + command); }
 
-// A folder of this process's own, removed at exit: other runs of the tests may share the machine.
-const fs::path &root() {
-  static const struct Root {
-    fs::path path = fs::path(::testing::TempDir()) / ("tavo_bad_input." + std::to_string(getpid()));
-    ~Root() { std::error_code ignored; fs::remove_all(path, ignored); }
-  } r;
-  return r.path;
-}
-
-fs::path folder(const std::string &name, const std::map<std::string, std::string> &files = {}) {  // a fresh one
-  const fs::path dir = root() / name;
-  fs::remove_all(dir);
-  for (const auto &[file, text] : files)
-    fs::create_directories((dir / file).parent_path()), std::ofstream(dir / file, std::ios::binary) << text;
-  fs::create_directories(dir);
-  return dir;
-}
-
 std::set<std::string> listing(const fs::path &dir) {
   std::set<std::string> names;
   for (const auto &e : fs::directory_iterator(dir)) names.insert(e.path().filename().string());
@@ -152,9 +134,9 @@ TEST(BadInput, EachFailsWithOneLineItsStatusAndLeavesNothing) {
   int number = 0;
   for (const Case &c : cases()) {
     SCOPED_TRACE(c.row);
-    const fs::path dir = folder("case" + std::to_string(++number), c.files);
-    const std::set<std::string> before = listing(dir);
-    const ToolRun run = run_in(dir, "timeout 20 sh -c \"" + with_tool(c.command) + "\"");
+    const Folder dir("case" + std::to_string(++number), c.files);
+    const std::set<std::string> before = listing(dir.path);
+    const ToolRun run = run_in(dir.path, "timeout 20 sh -c \"" + with_tool(c.command) + "\"");
     EXPECT_EQ(run.status, c.status) << run.err;
     // One line from each command that runs the tool, or none when all went well.
     const auto count = [](const std::string &text, const std::string &pattern) {
@@ -166,7 +148,7 @@ TEST(BadInput, EachFailsWithOneLineItsStatusAndLeavesNothing) {
     EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), count(run.err, line)) << run.err;
     std::set<std::string> expected = before;
     expected.insert(c.added.begin(), c.added.end());
-    EXPECT_EQ(listing(dir), expected);
+    EXPECT_EQ(listing(dir.path), expected);
   }
 }
 
@@ -194,14 +176,14 @@ TEST(BadInput, AFailingWriteKeepsTheOldImageAndLeavesNoHiddenFile) {
     for (const auto &[settings, reason] : faults) {
       SCOPED_TRACE(std::string(ext) + " " + settings);
       const std::string target = std::string("k.") + ext;
-      const fs::path dir = folder("fault", {{"scene.mi", kCamera}, {target, "the old image"}});
-      const ToolRun run = run_in(dir, std::string("env ASAN_OPTIONS=verify_asan_link_order=0 LD_PRELOAD=") + TAVO_FAULT_SHIM +
+      const Folder dir("fault", {{"scene.mi", kCamera}, {target, "the old image"}});
+      const ToolRun run = run_in(dir.path, std::string("env ASAN_OPTIONS=verify_asan_link_order=0 LD_PRELOAD=") + TAVO_FAULT_SHIM +
                                      " TAVO_FAULT_PATH=.partial- " + settings + " " + kTool + " render scene.mi -o " +
                                      target + " --resolution 64,48 --quiet");
       EXPECT_EQ(run.status, 1);
       EXPECT_EQ(run.err, "tavo: cannot write the image \"" + target + "\": " + reason + "\n");
-      EXPECT_EQ(slurp(dir / target), "the old image");
-      EXPECT_EQ(listing(dir), (std::set<std::string>{"scene.mi", target}));
+      EXPECT_EQ(slurp(dir.path / target), "the old image");
+      EXPECT_EQ(listing(dir.path), (std::set<std::string>{"scene.mi", target}));
     }
 }
 
@@ -209,20 +191,20 @@ TEST(BadInput, AFailingWriteKeepsTheOldImageAndLeavesNoHiddenFile) {
 TEST(BadInput, ASignalDuringAWriteRemovesTheHiddenFile) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     SCOPED_TRACE(signal);
-    const fs::path dir = folder("signal");
+    const Folder dir("signal");
     const pid_t child = fork();
     if (child == 0) {
-      host::OutputFile file((dir / "k.png").string(), "image");
+      host::OutputFile file((dir.path / "k.png").string(), "image");
       file.write("half an image", 13);
-      std::ofstream((dir / "temporary").string()) << file.temporary();
+      std::ofstream((dir.path / "temporary").string()) << file.temporary();
       std::raise(signal);
       _exit(0);
     }
     int status = 0;
     waitpid(child, &status, 0);
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal);
-    EXPECT_NE(slurp(dir / "temporary").find(".k.partial-"), std::string::npos);
-    EXPECT_EQ(listing(dir), std::set<std::string>{"temporary"});
+    EXPECT_NE(slurp(dir.path / "temporary").find(".k.partial-"), std::string::npos);
+    EXPECT_EQ(listing(dir.path), std::set<std::string>{"temporary"});
   }
 }
 
