@@ -125,9 +125,11 @@ class HostTest : public ::testing::Test {
     std::memcpy(renderer().instance(t)->parameters() + offset, &value, sizeof value);
   }
 
-  static SceneData scene_with_unit_scale(float unit_scale) {
+  static SceneData scene_with_unit_scale(float unit_scale, int scene_flag = 0, int passthrough = 0) {
     SceneData scene = Renderer::default_scene();
     scene.unit_scale = unit_scale;
+    scene.scene_flag = scene_flag;
+    scene.passthrough_value = passthrough;
     return scene;
   }
 

@@ -21,14 +21,8 @@ using SceneChoice = std::optional<float>;
 class ConverterTest : public HostTest {
  protected:
   static void use_scene(SceneChoice unit_scale, int scene_flag = 0, int passthrough = 0) {
-    if (!unit_scale) {
-      renderer().clear_scene();
-      return;
-    }
-    SceneData scene = scene_with_unit_scale(*unit_scale);
-    scene.scene_flag = scene_flag;
-    scene.passthrough_value = passthrough;
-    renderer().set_scene(scene);
+    if (unit_scale) renderer().set_scene(scene_with_unit_scale(*unit_scale, scene_flag, passthrough));
+    else renderer().clear_scene();
   }
 };
 

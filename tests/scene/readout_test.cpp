@@ -75,9 +75,6 @@ TEST_F(Readouts, ValueIsReadOnEveryCallFromAConnectionTooTheFactorOnlyAtInit) {
   EXPECT_EQ(call<float>(tag), 1.5f);
   set(tag, 0, 7.0f);
   EXPECT_EQ(call<float>(tag), 3.5f);
-  host::ShadingState s;
-  renderer().exit_instance(tag, s.state);
-  EXPECT_EQ(renderer().instance(tag)->user_pointer, nullptr);  // full exit clears the slot
   // 8 units at 0.25 m are 2 m, and back: 8, on every ray
   renderer().set_scene(scene_with_unit_scale(0.25f));
   const miTag metres = renderer().create_instance(kToMeters, {value("value", {"8"})});
@@ -139,9 +136,6 @@ TEST_F(Readouts, AspectRatioParametersAreReadOnceAtInit) {
   set(tag, offsetof(readout::ImageParams, multiplier), 5.0f);  // too late for this instance
   set(tag, offsetof(readout::ImageParams, image), miTag{0});
   EXPECT_EQ(call<float>(tag), 2.66666675f);
-  host::ShadingState s;
-  renderer().exit_instance(tag, s.state);
-  EXPECT_EQ(renderer().instance(tag)->user_pointer, nullptr);  // full exit
 }
 
 }  // namespace
