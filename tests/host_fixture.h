@@ -137,7 +137,7 @@ class HostTest : public ::testing::Test {
   template <typename T>
   static T result_of(miTag tag, std::vector<int> rays = {miRAY_EYE}) {
     const std::vector<host::CallResult> calls = renderer().run(tag, rays);
-    for (const host::CallResult &call : calls) EXPECT_EQ(call.returned, miTRUE);
+    for (const host::CallResult &each : calls) EXPECT_EQ(each.returned, miTRUE);
     T out;
     std::memcpy(&out, calls.at(0).result.data(), sizeof out);
     return out;
