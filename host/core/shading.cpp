@@ -291,10 +291,13 @@ miColor shadow_transmittance(miState *state, miVector origin, miVector direction
   const Scene *scene = sample ? sample->scene : scene_of(state);
   if (!scene) return miColor{1, 1, 1, 1};
   if (sample) ++sample->rays.shadow;
-  if (!scene->occluded(origin, direction, 0.0f, distance)) return miColor{1, 1, 1, 1};
-  if (!sample || sample->answering_shadow) return miColor{0, 0, 0, 1};
-  // Something is in the way: ask each surface along the ray what it lets
-  // through, as a shadow ray, until the light is reached or nothing passes.
+  // A shadow ray that only asks whether the light is blocked stops at any hit.
+  if (!sample || sample->answering_shadow)
+    return scene->occluded(origin, direction, 0.0f, distance) ? miColor{0, 0, 0, 1} : miColor{1, 1, 1, 1};
+  // Otherwise ask each surface along the ray what it lets through, as a
+  // shadow ray, until the light is reached or nothing passes. The nearest hit
+  // costs what the blocked-or-not question costs when nothing is in the way,
+  // and a blocked ray is not traced twice.
   miColor through{1, 1, 1, 1};
   Renderer &renderer = Renderer::get();
   constexpr int kMaxSurfaces = 16;
