@@ -74,6 +74,21 @@ Environment::Environment(int width, int height, std::vector<miColor> texels, flo
       // a texel covers (2 pi / width) x (pi / height) x sine of solid angle
       p = p * width_ * height_ / (2 * kPi * kPi * std::max(row_sine[j], 1e-4f));
     }
+  row_sin_.resize(height), row_cos_.resize(height), column_sin_.resize(width), column_cos_.resize(width);
+  for (int j = 0; j < height; ++j) {
+    const double theta = (j + 0.5) / height * 3.141592653589793;
+    row_sin_[j] = static_cast<float>(std::sin(theta)), row_cos_[j] = static_cast<float>(std::cos(theta));
+  }
+  for (int i = 0; i < width; ++i) {
+    const double phi = (i + 0.5) / width * 2 * 3.141592653589793 + rotation_;
+    column_sin_[i] = static_cast<float>(std::sin(phi)), column_cos_[i] = static_cast<float>(std::cos(phi));
+  }
+  // A texel spans pi / height in polar angle and 2 pi / width round the
+  // vertical: from its centre, a path first along the meridian and then
+  // along the parallel reaches any direction in it within the sum of the
+  // half spans, and a cosine moves no more than the angle does. The margin
+  // covers the rounding of the floats that compare against it.
+  texel_reach_ = static_cast<float>(1.5707963267948966 / height + 3.141592653589793 / width) + 1e-4f;
   row_guide_.resize(height + 1);
   build_guide(rows_.data(), height, row_guide_.data());
   column_guides_.resize(static_cast<std::size_t>(height) * (width + 1));
@@ -132,8 +147,14 @@ Environment::Choice Environment::choose(float u, float v) const {
   const int i = find_interval(cdf, width_, &column_guides_[static_cast<std::size_t>(j) * (width_ + 1)], v);
   const float span = cdf[i + 1] - cdf[i];
   const float fx = span > 0 ? (v - cdf[i]) / span : 0.5f;
-  const float x = i + std::clamp(fx, 0.0f, 0.999f), y = j + std::clamp(fy, 0.0f, 0.999f);
-  return {from_image(x, y), x, y};
+  return {i + std::clamp(fx, 0.0f, 0.999f), j + std::clamp(fy, 0.0f, 0.999f)};
+}
+
+bool Environment::surely_below(const Choice &choice, const miVector &n) const {
+  const int i = static_cast<int>(choice.x), j = static_cast<int>(choice.y);
+  const float s = row_sin_[j];
+  const float centre = n.x * (s * column_sin_[i]) + n.y * row_cos_[j] - n.z * (s * column_cos_[i]);
+  return centre < -texel_reach_;
 }
 
 miColor Environment::radiance(const Choice &choice, float &density) const {

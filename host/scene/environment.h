@@ -26,13 +26,17 @@ class Environment {
   // The radiance arriving from direction `d` (unit), and the density with
   // which `sample` chooses that direction.
   miColor radiance(const miVector &d, float &density) const;
-  // A direction chosen by brightness from (u, v) in [0, 1)^2, and where it
-  // lies in the image.
+  // A place chosen by brightness from (u, v) in [0, 1)^2, in texels.
   struct Choice {
-    miVector direction;
-    float x, y;  // in texels
+    float x, y;
   };
   Choice choose(float u, float v) const;
+  // The direction a choice stands for.
+  miVector direction(const Choice &choice) const { return from_image(choice.x, choice.y); }
+  // True only when the chosen direction surely lies under the surface whose
+  // unit normal is `n`: its texel as a whole does. About half the choices at
+  // a point are, and this answers them without the direction's sines.
+  bool surely_below(const Choice &choice, const miVector &n) const;
   // The radiance arriving from a chosen direction, and the solid-angle
   // density of the choice: apart, since a direction under the surface
   // needs neither.
@@ -54,6 +58,11 @@ class Environment {
   std::vector<float> rows_;     // cumulative weight of the rows, normalised, height + 1 entries
   std::vector<float> columns_;  // per row, cumulative weight of its texels, normalised, width + 1 entries
   std::vector<int> row_guide_, column_guides_;  // where to start searching rows_ and columns_
+  // Each texel's centre direction, as the sine and cosine of its row's polar
+  // angle and of its column's angle round the vertical; and how far (as a
+  // cosine can differ) a direction in a texel lies from its centre's.
+  std::vector<float> row_sin_, row_cos_, column_sin_, column_cos_;
+  float texel_reach_ = 0.0f;
 };
 
 }  // namespace tavo::host

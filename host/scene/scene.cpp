@@ -178,13 +178,13 @@ bool Scene::next_light_sample(const miState &state, const LightFrame &frame, int
     } else {
       // the cells stratify the unit square the environment's sampling maps
       const int i = n % cells, j = n / cells;
-      const Environment::Choice choice = light.environment->choose((i + r[0]) / cells, (j + r[1]) / cells);
-      out.direction = choice.direction;
+      const Environment &environment = *light.environment;
+      const Environment::Choice choice = environment.choose((i + r[0]) / cells, (j + r[1]) / cells);
+      out.cosine = 0.0f;  // under the surface: no light to look up
+      if (environment.surely_below(choice, n_shading)) return true;
+      out.direction = environment.direction(choice);
       out.distance = std::numeric_limits<float>::infinity();
-      if (!(dot(n_shading, out.direction) > 0.0f)) {  // under the surface: no light to look up
-        out.cosine = 0.0f;
-        return true;
-      }
+      if (!(dot(n_shading, out.direction) > 0.0f)) return true;
       radiance = light.environment->radiance(choice, density);
     }
     density *= static_cast<float>(cells * cells);
