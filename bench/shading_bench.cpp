@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "bench.h"
+#include "platform.h"
 #include "frame/frame.h"
 
 namespace tavo::bench {
@@ -42,6 +43,22 @@ void slot_read(benchmark::State &state) {
   Instance &inst = running(scale_instance());
   void *volatile *slot = &inst.user_pointer;
   for (auto _ : state) benchmark::DoNotOptimize(*slot);
+}
+
+// The least any call into another module costs: the do-nothing renderer's
+// mi_query through a pointer, with the same arguments.
+void empty_call(benchmark::State &state) {
+  std::string why;
+  void *noop = host::platform::load_module(TAVO_NOOP_RENDERER, why);
+  if (!noop) return state.SkipWithError(why.c_str());
+  using Query = miBoolean (*)(int, miState *, miTag, void *);
+  const Query volatile query = reinterpret_cast<Query>(host::platform::find_symbol(noop, "mi_query"));
+  miState *s = &shading().state;
+  for (auto _ : state) {
+    void **slot = nullptr;
+    query(miQ_FUNC_USERPTR, s, miNULLTAG, &slot);
+    benchmark::DoNotOptimize(slot);
+  }
 }
 
 void query_51(benchmark::State &state) {
@@ -84,14 +101,18 @@ void record_copy(benchmark::State &state, std::size_t bytes) {
   }
 }
 
-void converter_call(benchmark::State &state, const std::string &shader) {
+// A host call of `shader` (a converter, or the tests' shader that only
+// counts its runs: what any shader call costs).
+void shader_call(benchmark::State &state, const std::string &shader) {
   static std::map<std::string, miTag> tags;
   if (!tags.count(shader)) tags[shader] = renderer().create_instance(shader, {});
   const miTag tag = tags[shader];
   running(tag);
   std::vector<std::uint64_t> result(64);
+  host::Renderer &host = renderer();  // found once: the loop measures the call, not the fixture
+  miState &s = shading().state;
   for (auto _ : state) {
-    benchmark::DoNotOptimize(renderer().call(tag, result.data(), shading().state));
+    benchmark::DoNotOptimize(host.call(tag, result.data(), s));
     benchmark::ClobberMemory();
   }
 }
@@ -108,18 +129,22 @@ const bool registered = [] {
   add("parameter/unconnected_read", plain_parameter);
   add("parameter/connected_read", [](benchmark::State &s) { connected_parameter(s, false); });
   add("parameter/connected_read_source_runs", [](benchmark::State &s) { connected_parameter(s, true); });
+  add("baseline/empty_call_into_module", empty_call);
   ratio("query/mi_query_51", "baseline/slot_read", 3, "the instance record found through the renderer");
+  ratio("query/mi_query_51", "baseline/empty_call_into_module", 0, "... against a call that does nothing");
   ratio("parameter/unconnected_read", "baseline/slot_read", 3, "the library's parameter-reading rule");
   ratio("parameter/connected_read", "baseline/slot_read", 0, "mi_phen_eval, the source's result kept for the state");
   ratio("parameter/connected_read_source_runs", "baseline/slot_read", 0, "mi_phen_eval running the source shader");
+  add("baseline/empty_shader_call", [](benchmark::State &s) { shader_call(s, "test_calls"); });
   for (const char *shader : kConverters) {
     const std::size_t bytes = renderer().function(shader)->decl.result.size();
     const std::string copy = "baseline/memcpy_" + std::to_string(bytes) + "_bytes";
     static std::set<std::string> copies;
     if (copies.insert(copy).second) add(copy, [bytes](benchmark::State &s) { record_copy(s, bytes); });
-    add(std::string("converter/") + shader, [shader](benchmark::State &s) { converter_call(s, shader); });
+    add(std::string("converter/") + shader, [shader](benchmark::State &s) { shader_call(s, shader); });
     ratio(std::string("converter/") + shader, copy, 3, "a converter call against a copy of its record");
   }
+  ratio("baseline/empty_shader_call", "baseline/memcpy_4_bytes", 0, "a call of a shader that does nothing, against a copy");
   return true;
 }();
 
