@@ -44,9 +44,9 @@ const std::vector<host::TracedRay> &recorded_rays() {
   return rays;
 }
 
-void replay(benchmark::State &state, int width) {
+void replay(benchmark::State &state, int width, bool one_origin) {
   const std::vector<host::TracedRay> &rays = recorded_rays();
-  for (auto _ : state) benchmark::DoNotOptimize(gallery().scene->replay(rays, width));
+  for (auto _ : state) benchmark::DoNotOptimize(gallery().scene->replay(rays, width, one_origin));
   state.counters["rays"] = static_cast<double>(rays.size());
 }
 
@@ -104,11 +104,16 @@ const bool registered = [] {
   benchmark::RegisterBenchmark("render/gallery_960x640_threads_1", full_size)->Iterations(3)->UseRealTime();
   for (int width : {1, 8, 16})
     repeated(benchmark::RegisterBenchmark(("embree/replay_" + std::to_string(width)).c_str(),
-                                          [width](benchmark::State &s) { replay(s, width); }))
+                                          [width](benchmark::State &s) { replay(s, width, false); }))
         ->Repetitions(3)->Iterations(1)->UseRealTime();
+  // what tracing a shading point's light rays together would give
+  repeated(benchmark::RegisterBenchmark("embree/replay_4_one_origin", [](benchmark::State &s) { replay(s, 4, true); }))
+      ->Repetitions(3)->Iterations(1)->UseRealTime();
   ratio("render/gallery_threads_1", "embree/replay_1", 1.5, "the render against bare Embree asked the same rays", true);
   ratio("embree/replay_8", "embree/replay_1", 0, "bare Embree: the rays in packets of 8 against one by one", true);
   ratio("embree/replay_16", "embree/replay_1", 0, "bare Embree: the rays in packets of 16 against one by one", true);
+  ratio("embree/replay_4_one_origin", "embree/replay_1", 0,
+        "bare Embree: each shading point's light rays in one packet of 4 against one by one", true);
   ratio("render/gallery_threads_2", "render/gallery_threads_1", 1 / 1.8, "two threads against one: the render", true);
   ratio("machine/loop_threads_2", "machine/loop_threads_1", 0, "two threads against one: a trivial loop", true);
   return true;

@@ -124,9 +124,10 @@ class Scene {
   // With a log, every ray asked of the scene is appended to it (from one thread only).
   void log_rays(std::vector<TracedRay> *log) { ray_log_ = log; }
   // Asks Embree the logged rays again and nothing else, one at a time
-  // (`width` 1) or in packets of 4, 8 or 16 consecutive rays of a kind;
-  // returns how many hit something.
-  std::size_t replay(const std::vector<TracedRay> &rays, int width) const;
+  // (`width` 1) or in packets of 4, 8 or 16 consecutive rays of a kind, and
+  // with `one_origin` only of one origin (the light rays of one shading
+  // point); returns how many hit something.
+  std::size_t replay(const std::vector<TracedRay> &rays, int width, bool one_origin = false) const;
 
   // Writes a hit into a state: distance, point, normals (facing the ray, with
   // `inv_normal` set when they were turned), instance, material, primitive,

@@ -125,9 +125,14 @@ void load(Ray &r, int k, const TracedRay &t) {
   r.tnear[k] = t.t_near, r.tfar[k] = t.t_far, r.mask[k] = ~0u, r.flags[k] = 0, r.time[k] = 0.0f, r.id[k] = 0;
 }
 
-// Packets of N consecutive rays of one kind (a shorter packet where the kind changes).
+bool same_origin(const TracedRay &a, const TracedRay &b) {
+  return a.origin.x == b.origin.x && a.origin.y == b.origin.y && a.origin.z == b.origin.z;
+}
+
+// Packets of N consecutive rays of one kind (a shorter packet where the kind,
+// or with `one_origin` the origin, changes).
 template <int N, typename RayHitN, typename RayN, typename Intersect, typename Occluded>
-std::size_t replay_packets(RTCScene scene, const std::vector<TracedRay> &rays, Intersect intersect,
+std::size_t replay_packets(RTCScene scene, const std::vector<TracedRay> &rays, bool one_origin, Intersect intersect,
                            Occluded occluded) {
   std::size_t hits = 0;
   RTCIntersectContext context;
@@ -135,7 +140,9 @@ std::size_t replay_packets(RTCScene scene, const std::vector<TracedRay> &rays, I
   for (std::size_t first = 0; first < rays.size();) {
     const bool shadow = rays[first].shadow;
     std::size_t end = first;
-    while (end < rays.size() && end - first < N && rays[end].shadow == shadow) ++end;
+    while (end < rays.size() && end - first < N && rays[end].shadow == shadow &&
+           (!one_origin || same_origin(rays[end], rays[first])))
+      ++end;
     alignas(64) int valid[N];
     for (int k = 0; k < N; ++k) valid[k] = first + k < end ? -1 : 0;
     if (shadow) {
@@ -159,13 +166,14 @@ std::size_t replay_packets(RTCScene scene, const std::vector<TracedRay> &rays, I
 
 }  // namespace
 
-std::size_t Scene::replay(const std::vector<TracedRay> &rays, int width) const {
+std::size_t Scene::replay(const std::vector<TracedRay> &rays, int width, bool one_origin) const {
   if (!committed_) return 0;
   RTCScene scene = rtc_->scene;
   switch (width) {
-    case 4: return replay_packets<4, RTCRayHit4, RTCRay4>(scene, rays, rtcIntersect4, rtcOccluded4);
-    case 8: return replay_packets<8, RTCRayHit8, RTCRay8>(scene, rays, rtcIntersect8, rtcOccluded8);
-    case 16: return replay_packets<16, RTCRayHit16, RTCRay16>(scene, rays, rtcIntersect16, rtcOccluded16);
+    case 4: return replay_packets<4, RTCRayHit4, RTCRay4>(scene, rays, one_origin, rtcIntersect4, rtcOccluded4);
+    case 8: return replay_packets<8, RTCRayHit8, RTCRay8>(scene, rays, one_origin, rtcIntersect8, rtcOccluded8);
+    case 16:
+      return replay_packets<16, RTCRayHit16, RTCRay16>(scene, rays, one_origin, rtcIntersect16, rtcOccluded16);
     default: break;
   }
   std::size_t hits = 0;
