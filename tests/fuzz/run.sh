@@ -11,7 +11,8 @@ build=$(cd "$1" && pwd) seconds=$2  # absolute: a harness may change its folder
 shift 2
 root=$(cd "$(dirname "$0")/../.." && pwd)
 runtime=$(clang -print-file-name=libclang_rt.asan-x86_64.so)  # preloaded: it must come first
-export ASAN_OPTIONS=detect_leaks=1:allocator_may_return_null=0
+# intercept_tls_get_addr=0: as in the Makefile's check-sanitize (a runtime bug)
+export ASAN_OPTIONS=detect_leaks=1:allocator_may_return_null=0:intercept_tls_get_addr=0
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 status=0
 for harness in "$@"; do
