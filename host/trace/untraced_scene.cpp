@@ -21,6 +21,6 @@ bool Scene::intersect(const miVector &, const miVector &, float, float, Hit &) c
 
 bool Scene::occluded(const miVector &, const miVector &, float, float) const { return false; }
 
-std::size_t Scene::replay(const std::vector<TracedRay> &, int) const { return 0; }
+std::size_t Scene::replay(const std::vector<TracedRay> &, int, bool) const { return 0; }
 
 }  // namespace tavo::host
