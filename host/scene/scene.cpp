@@ -185,7 +185,7 @@ bool Scene::next_light_sample(const miState &state, const LightFrame &frame, int
       out.direction = environment.direction(choice);
       out.distance = std::numeric_limits<float>::infinity();
       if (!(dot(n_shading, out.direction) > 0.0f)) return true;
-      radiance = light.environment->radiance(choice, density);
+      radiance = environment.radiance(choice, density);
     }
     density *= static_cast<float>(cells * cells);
     if (!(density > 0.0f)) {
