@@ -82,10 +82,6 @@ constexpr const SobolTables *kPairs[kPixelPairs + 1][2] = {{nullptr, nullptr}, {
 
 float unit(std::uint32_t bits) { return static_cast<float>(bits >> 8) * (1.0f / 16777216.0f); }
 
-}  // namespace
-
-namespace {
-
 // The scrambles of a dimension of the pixel: hash32({x, y, dimension})
 // shuffles the index; hash32({that, 1}) and ({that, 2}), which share their
 // first word, scramble the coordinates.

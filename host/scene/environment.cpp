@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 
 #include "declarations.h"
 #include "geometry.h"
@@ -76,11 +77,11 @@ Environment::Environment(int width, int height, std::vector<miColor> texels, flo
     }
   row_sin_.resize(height), row_cos_.resize(height), column_sin_.resize(width), column_cos_.resize(width);
   for (int j = 0; j < height; ++j) {
-    const double theta = (j + 0.5) / height * 3.141592653589793;
+    const double theta = (j + 0.5) / height * std::numbers::pi;
     row_sin_[j] = static_cast<float>(std::sin(theta)), row_cos_[j] = static_cast<float>(std::cos(theta));
   }
   for (int i = 0; i < width; ++i) {
-    const double phi = (i + 0.5) / width * 2 * 3.141592653589793 + rotation_;
+    const double phi = (i + 0.5) / width * 2 * std::numbers::pi + rotation_;
     column_sin_[i] = static_cast<float>(std::sin(phi)), column_cos_[i] = static_cast<float>(std::cos(phi));
   }
   // A texel spans pi / height in polar angle and 2 pi / width round the
@@ -88,7 +89,7 @@ Environment::Environment(int width, int height, std::vector<miColor> texels, flo
   // along the parallel reaches any direction in it within the sum of the
   // half spans, and a cosine moves no more than the angle does. The margin
   // covers the rounding of the floats that compare against it.
-  texel_reach_ = static_cast<float>(1.5707963267948966 / height + 3.141592653589793 / width) + 1e-4f;
+  texel_reach_ = static_cast<float>(std::numbers::pi / 2 / height + std::numbers::pi / width) + 1e-4f;
   row_guide_.resize(height + 1);
   build_guide(rows_.data(), height, row_guide_.data());
   column_guides_.resize(static_cast<std::size_t>(height) * (width + 1));
